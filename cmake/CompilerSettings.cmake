@@ -1,0 +1,22 @@
+# Warnings for our own code, and the flags that keep arithmetic the same everywhere.
+add_library(ombrix_warnings INTERFACE)
+target_compile_options(ombrix_warnings INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(ombrix_warnings INTERFACE -Wthread-safety)
+endif()
+if(OMBRIX_WERROR)
+  target_compile_options(ombrix_warnings INTERFACE -Werror)
+endif()
+
+# A fused multiply-add rounds once where the formulas round twice.
+add_compile_options(-ffp-contract=off)
+
+if(OMBRIX_SANITIZE)
+  add_compile_options(-fsanitize=${OMBRIX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${OMBRIX_SANITIZE})
+endif()
+
+find_program(OMBRIX_CCACHE ccache)
+if(OMBRIX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${OMBRIX_CCACHE})
+endif()
