@@ -16,7 +16,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr unsigned kPoolWorkers = 4;
-constexpr std::size_t kLevels = 65536;
 
 /// Monotonic clock in 100 ns ticks, reduced to microseconds.
 std::int64_t monotonicUs() {

@@ -190,6 +190,6 @@ void Core::postProcess(imageAcquisition* acquisition) {
   if (!settings::current().profiling) return;
   FairLock lock(frameMutex);
   const auto& times = acquisition->processing.stageTimes;
-  logger::info(format("Processing time    = {:.2f}ms", times.processing), LOG_HERE);
+  logger::info(format("Processing time    = {:.2f}ms", times.processingMs), LOG_HERE);
   logger::info(format("Colorization time  = {:.2f}ms", acquisition->processing.colorizeTimeMs), LOG_HERE);
 }
