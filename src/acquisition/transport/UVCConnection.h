@@ -17,6 +17,7 @@
 #include "acquisition/transport/videoPlatform.h"
 #include "common/image.h"
 #include "common/mutex.h"
+#include "core/ArrivalSignal.h"
 #include "core/multithreading.h"
 
 /// Stored only; the platform decides.
@@ -27,7 +28,7 @@ enum UVCBackendEnum : std::int32_t { uvcBackendDefault = 0 };
 ///
 /// Lock order: connection mutex, then ring mutex. Life: constructed, `connectUVC`, `setAcqPointers`,
 /// `startStreaming`, `stopStreaming`, destroyed; never destroyed or stopped on the delivery thread.
-class UVCConnection : public transport::SampleReceiver, private RegisterLink {
+class UVCConnection final : public transport::SampleReceiver, private RegisterLink {
  public:
   /// name, backend: stored only.
   UVCConnection(const char* name, UVCBackendEnum backend);
@@ -62,6 +63,10 @@ class UVCConnection : public transport::SampleReceiver, private RegisterLink {
   void setAcqPointers(image<unsigned short>** buffers, int* writeIndex, std::mutex* mutex,
                       std::atomic<unsigned long long>* frameCounter, int bufferCount,
                       std::condition_variable* condition, bool* frameReady) EXCLUDES(connectionMutex);
+
+  /// Signalled after each sample that reached the ring; borrowed as long as the connection lives. Set before
+  /// `startStreaming`.
+  void setArrivalSignal(ArrivalSignal* signal) { arrivalSignal = signal; }
 
   /// Asks for the first sample. width, height: size of the stream (`streamWidth`, `streamHeight`), by which
   /// samples are unpacked. A refused start leaves nothing running and the ring forgotten.
@@ -140,6 +145,7 @@ class UVCConnection : public transport::SampleReceiver, private RegisterLink {
   Mutex connectionMutex;
   Ring ring GUARDED_BY(connectionMutex);
   transport::SampleLayout layout GUARDED_BY(connectionMutex);
+  ArrivalSignal* arrivalSignal = nullptr;
   std::atomic<bool> streaming{false};
   std::atomic<bool> lost{false};
   std::atomic<bool> closing{false};  ///< transfers are refused from now on
