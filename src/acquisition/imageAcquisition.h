@@ -52,9 +52,17 @@ class imageAcquisition {
   /// error line when there is none. b: the camera's index in the transport's supported-device list.
   bool setUSBDevice(const USBDeviceDesc& desc, const int& a, const int& b);
 
+  /// True once `setUSBDevice` found a row.
+  bool isBound() const { return !device.modelName.empty(); }
+
   /// Connects and configures the camera. On failure the error text is set and logged.
   bool initAcquisition();
   bool connectToDevice();
+  /// Writes the core configuration word (thermal cameras only; a failure is logged and goes on) and reads
+  /// part and serial number texts.
+  void readIdentity();
+  /// Opens or closes the shutter on models that have one; failures are logged.
+  void moveShutter(bool close);
   /// Starts streaming; refused (false) when streaming already. A failed start undoes itself.
   bool startAcquisition();
   /// Stops streaming and frees the ring; does nothing when not streaming. Bounded, whatever the camera does.
@@ -74,6 +82,12 @@ class imageAcquisition {
   bool getImage(image<unsigned short>& out, int timeout);
   /// The same with a bound; false without touching `out` when no frame came in time.
   bool waitImage(image<unsigned short>& out, int timeoutMs);
+  /// True when `waitImage` would deliver at once.
+  bool hasImage() EXCLUDES(ring.mutex);
+  /// Pairs deliveries with temperatures or triggers, or ends that.
+  void setPairing(bool on);
+  /// Stands in for the paired temperature, once.
+  void requestTrigger();
   /// Wakes a waiting consumer as if a frame (and a temperature, where pairing asks for it) had arrived.
   void broadcast();
 
@@ -92,16 +106,15 @@ class imageAcquisition {
   bool isLost() const;
   /// The numeric handle given to the application (also the index in the transport's list).
   int deviceNumber() const { return listIndex; }
-  /// Writes a printf-style error text with the camera's name, logs it, sets the error flag.
-  void fail(const char* pattern);
-  /// As `fail`, with a name of the caller's.
-  void fail(const char* pattern, const std::string& subject);
+  /// Writes a printf-style error text with the camera's name and logs it.
+  void recordError(const char* pattern);
 
   deviceInfo device;
   FrameRing ring;
   processData<unsigned short> processing;
   DeliveredFrame delivered;
-  bool replaying = false;  ///< frames come from a dump instead of the transport
+  bool replaying = false;         ///< frames come from a dump instead of the transport
+  std::uint8_t listPosition = 0;  ///< position in the Core's list in the cycle that processes the camera
 
   PublishedFrame rawFrame GUARDED_BY(frameMutex);
   PublishedFrame colorFrame GUARDED_BY(frameMutex);
@@ -109,6 +122,7 @@ class imageAcquisition {
   bool closing GUARDED_BY(frameMutex) = false;          ///< clean-up woke the getters
   std::condition_variable_any frameCondition;           ///< waited on with the frame mutex
 
+  std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
   std::atomic<bool> ready{false};            ///< prepared: the Core worker may process it. Set last.
   std::atomic<bool> dumpFrames{false};       ///< the frame-dump flag
   std::atomic<float> rateLimit{0.0f};        ///< processed frames per second at most; 0 = no limit
@@ -118,22 +132,25 @@ class imageAcquisition {
  private:
   struct TemperatureRule;
 
+  bool connectWithSensorRegisters(bool placeholder);
+  bool connectWithStartUpList(bool placeholder);
+  bool connectBoardCamera();
   bool openConnection(bool placeholder);
-  bool connectWithRegisters(bool placeholder);
-  bool connectWithStartUpList();
-  void readIdentity();
-  bool startWorkersAndTransport();
-  void startTemperatureWorker();
+  void readSerialNumber();
   bool usesPlaceholder() const;
-  bool deliver(image<unsigned short>& out);
-  bool leaving() const;
-  void temperatureLoop(const TemperatureRule& rule);
-  void publishTemperature(float kelvin);
+  void startTemperatureWorker();
+  bool startTransport();
+  void undoStart();
   void waitForWorkers();
+  bool leaving() const;
+  void deliver(image<unsigned short>& out) REQUIRES(ring.mutex);
+  void temperatureLoop(const TemperatureRule& rule);
+  void temperatureCycle(const TemperatureRule& rule);
+  void publishTemperature(float kelvin);
 
   std::string givenName;
   bool givenFlag = false;
-  USBDeviceDesc descriptor;
+  USBDeviceDesc descriptor;  ///< as the caller of `setUSBDevice` gave it
   int firstIndex = 0;
   int listIndex = -1;
 
@@ -141,18 +158,19 @@ class imageAcquisition {
   std::atomic<bool> connected{false};
   std::atomic<bool> streaming{false};
   std::atomic<bool> stopRequested{false};
-  bool countedAsAcquiring = false;
+  std::atomic<std::int64_t> startedUs{0};
   mutable Mutex errorMutex;
-  char errorText[256] GUARDED_BY(errorMutex);
+  char errorText[256] GUARDED_BY(errorMutex) = "none";
 
-  Mutex workerMutex;  ///< with workerCondition: lets the temperature worker's pause end at once
+  Mutex workerMutex;  ///< with `workerCondition`: lets the temperature worker's pause end at once
   std::condition_variable workerCondition;
-  bool temperatureSeen = false;  ///< temperature worker only
-  float filteredK = 0.0f;        ///< temperature worker only
-  float smoothedRate = 0.0f;     ///< temperature worker only
-  std::int64_t lastCycleNs = 0;  ///< temperature worker only
+  // What the temperature worker keeps from cycle to cycle; no other thread touches it.
+  bool filterStarted = false;
+  float filteredK = 0.0f;
+  float smoothedRate = 0.0f;
+  std::int64_t lastCycleNs = 0;
 
-  WorkerPool pool;  ///< four workers of this camera's own; last but the futures, so it is joined first
+  WorkerPool pool;  ///< four workers of this camera's own
   std::future<int> temperatureWorker;
   std::future<int> placeholderWorker;
 };

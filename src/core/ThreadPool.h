@@ -1,8 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <future>
 #include <memory>
+#include <utility>
+
+#include "core/TaskSlot.h"
 
 /// Fixed sets of worker threads that run callables returning int and answer with a std::future<int>.
 namespace ThreadPool {
@@ -18,16 +20,20 @@ class ThreadPool;
 template <>
 class ThreadPool<0, 0> {
  public:
-  /// Starts min(count, hardware threads) workers; a count of 0 starts 1.
+  /// Starts min(count, hardware threads) workers; a count of 0 starts 1. When the system refuses a thread the
+  /// pool makes do with those it got; std::system_error when it got none.
   explicit ThreadPool(const unsigned& count);
   /// Stops and joins every worker; tasks still queued are abandoned (their futures report a broken promise).
   ~ThreadPool();
   ThreadPool(const ThreadPool&) = delete;
   ThreadPool& operator=(const ThreadPool&) = delete;
 
+  /// Queues a callable returning int; any thread. An exception that it throws is printed on standard error
+  /// and rethrown by the future. Allocates nothing in a steady state when the callable fits
+  /// TaskSlot::kInlineBytes.
   template <typename F>
   std::future<int> enqueue(F&& task) {
-    return push(std::function<int()>(std::forward<F>(task)));
+    return push(TaskSlot(std::forward<F>(task)));
   }
 
   /// Runs queued tasks on the calling thread until the queue is empty; returns how many. Lets a thread that
@@ -38,10 +44,20 @@ class ThreadPool<0, 0> {
   unsigned size() const;
 
  private:
-  std::future<int> push(std::function<int()> task);
+  std::future<int> push(TaskSlot task);
 
   struct Impl;
   std::unique_ptr<Impl> impl;
 };
+
+namespace detail {
+std::future<int> runSlotInline(TaskSlot task);
+}
+
+/// Runs `task` on the calling thread, with the same treatment of exceptions as in a pool.
+template <typename F>
+std::future<int> runInline(F&& task) {
+  return detail::runSlotInline(TaskSlot(std::forward<F>(task)));
+}
 
 }  // namespace ThreadPool

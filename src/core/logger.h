@@ -45,10 +45,14 @@ class logger {
   /// True when a printer of this level writes at all (also before `init`, when everything is printed).
   static bool enabled(verbosityLevel level);
 
-  /// Appends one stamped line, {stamp, text}, to a level's file; called with the file mutex held.
+  /// Appends one stamped line, {stamp, text}, to a level's file while file logging is on; takes the file
+  /// mutex. What goes wrong is said once per file, on standard error: the error log itself may be the broken
+  /// one.
   static void write(std::basic_ofstream<char>& file, const std::pair<std::string, std::string>& line);
 
-  /// Class part and function name of a context, for example {"logger", "init"}.
+  /// Class part and function name of a context, for example {"logger", "init"}. The class part is the chain
+  /// of `X::` directly before the name, without unnamed scopes; for a lambda, that of the enclosing function.
+  /// A name that is already qualified has none.
   static std::pair<std::string, std::string> tag(const LogContext& context);
 
   /// Replaces the console: every finished console line, with its line end, goes to `sink` (called under the

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "common/mutex.h"
 
@@ -36,9 +37,10 @@ class settings {
   settings(const settings&) = delete;
   settings& operator=(const settings&) = delete;
 
-  /// Creates the singleton with the defaults; a second call warns "settings are already initialized".
+  /// Creates the singleton with the defaults; a second call warns "settings are already initialized". The
+  /// arguments are accepted for the command lines to come and not used.
   static void create(const int argc, char** argv);
-  /// Forgets the singleton.
+  /// Forgets the singleton. Its memory stays for readers that still hold it and serves the next `create`.
   static void release();
   /// The singleton; before `create` and after `release` it logs an error and is null.
   static settings* inst();
@@ -120,4 +122,10 @@ class settings {
   Flag BosonDemo{false};
   Flag reattachKernelDriver{false};
   Flag TINTQuirk{false};
+
+ private:
+  settings() = default;
+  static const settings& defaults();
+  /// Takes over every value of another record.
+  void assign(const settings& other);
 };
