@@ -8,7 +8,8 @@
 #include <vector>
 
 // The only door to an operating system's video stack. A backend moves bytes and reports status codes; every
-// rule (which cameras are supported, which stream type is taken, how samples become pixels) is UVCConnection's.
+// rule (which cameras are supported, which stream type is taken, how samples become pixels) is
+// UVCConnection's.
 namespace transport {
 
 /// Outcome of a platform operation: a status code, negative for failure (`-errno` on Linux, an HRESULT on
@@ -144,7 +145,8 @@ class VideoPlatform {
   virtual void stop() = 0;
   virtual StepResult enumerate(std::vector<DeviceRecord>& devices) = 0;
   /// Opens device `index` of the last enumeration. `receiver` must outlive the device's `close`.
-  virtual StepResult open(std::size_t index, SampleReceiver& receiver, std::unique_ptr<VideoDevice>& device) = 0;
+  virtual StepResult open(std::size_t index, SampleReceiver& receiver,
+                          std::unique_ptr<VideoDevice>& device) = 0;
 };
 
 /// The backend in use, chosen at first use: an installed one, else the one that the environment variable

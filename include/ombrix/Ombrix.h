@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ombrix/export.h"
+
+/// A handle on one camera. Constructing it opens the camera and starts its frames; they flow until the
+/// `OmbrixSDK` object is destroyed. Destroying or copying an `Ombrix` disconnects nothing.
+///
+/// Nothing here throws, and every member may be called from any thread while frames flow. A member that does
+/// not know its handle logs "Device not found in connected devices list. Handle: N" and returns false, 0, an
+/// empty text, or nothing.
+///
+/// About the frames: the first frame of a stream is all zero, and every fourth delivery repeats the picture
+/// before it (with its own frame number). Opening any camera switches free-run on for all of them.
+class OMBRIX_EXPORT Ombrix {
+ public:
+  /// Gain control: how corrected 14-bit levels become the 16-bit output image.
+  enum mapping : int {
+    mappingHistogramTable,     ///< levels as they are
+    mappingLinear,             ///< linear between the smoothed minimum and maximum of the frame
+    mappingManual,             ///< linear between the two given bounds
+    mappingEqualized,          ///< histogram gain control
+    mappingTemperatureWindow,  ///< by temperature per grey level
+  };
+
+  /// What comes beside a frame.
+  struct metadata {
+    float sensorTemperature = 0.0f;         ///< of the focal-plane array (FPA), kelvin
+    std::uint64_t serialNumber = 0;         ///< numeric serial number; 0 when it could not be read
+    std::uint64_t framesSinceLastCall = 0;  ///< since this getter's last delivery; 1 = none missed
+    std::uint64_t frameNumber = 0;          ///< running number of the delivered frame, from 1
+    /// Caller-owned, 65,536 entries: receives the count of every 16-bit level. Null: no histogram is copied.
+    std::uint32_t* histogramBuffer = nullptr;
+  };
+
+  /// Opens camera `handle` (0 .. OmbrixSDK::getDeviceCount() - 1) with the calibration files of directory
+  /// `dataPath` (empty: "data"; one trailing "/" is dropped). Blocks until the camera streams or has failed;
+  /// failures are logged and told by `getErrorText`. A handle that is already open logs an error; the new
+  /// object still works as a second handle.
+  Ombrix(const int& handle = 0, const std::string& dataPath = std::string());
+  /// The copy refers to the same camera and starts with the original's last frame numbers.
+  Ombrix(const Ombrix& other);
+  Ombrix& operator=(const Ombrix& other);
+  virtual ~Ombrix();
+
+  /// Copies the newest thermal frame, width x height 16-bit levels, row by row, into `buffer` (2 bytes per
+  /// pixel; null: not copied). Each frame is delivered once per getter: waits up to `timeout` milliseconds
+  /// for the next one (negative: without limit, 0: not at all). `md` may be null. False: no frame in time
+  /// (logged unless `timeout` is 0), or the SDK was destroyed meanwhile.
+  bool getRawFrame(std::uint8_t* buffer, metadata* md, const int& timeout);
+  /// The same for the colour frame: width x height pixels of three bytes, red, green, blue.
+  bool getColorFrame(std::uint8_t* buffer, metadata* md, const int& timeout);
+
+  /// Size of both frames in pixels.
+  bool getImageSize(std::uint64_t& width, std::uint64_t& height);
+  /// Part number as the camera's flash holds it; empty when it holds none.
+  std::string getPartNumber();
+  /// Serial number as text; the numeric one in decimal when the flash holds none.
+  std::string getSerialNumber();
+  /// The sensor's read-out settings as read at opening: integration time, GFID, GSK, image gain (16-bit
+  /// register values; the last is 0 on cameras without that register).
+  void getSensorSettings(unsigned short& integration, unsigned short& gfid, unsigned short& gsk,
+                         unsigned short& gain);
+  /// Nominal frame rate of the model, frames per second.
+  float getDeviceFrameRate();
+  /// Not supported: logs "Not implemented." and returns false.
+  bool setDeviceFrameRate(const float& rate);
+  /// Measured rate of processed frames per second (smoothed); 0 before the second frame. This is not the
+  /// limit that `setProcessingFrameRate` sets.
+  float getProcessingFrameRate();
+  /// Limits how many frames per second are processed; below 1 (and NaN) means 1. No limit at first.
+  void setProcessingFrameRate(const float& rate);
+  /// Why the camera is not usable: the last connect, start, stop or release failure; "none" when all is well.
+  std::string getErrorText();
+
+  /// Free-run (the state after opening): every frame is delivered. Off: each delivery waits for a new sensor
+  /// temperature or a software trigger. Process-wide: it switches all cameras, this one's pairing included.
+  void setFreeRun(const bool& on);
+  bool getFreeRun();
+  /// With free-run off: lets one frame through at once.
+  void softwareTriggerRequest();
+
+  /// Moves the shutter, on models that have one.
+  void closeShutter();
+  void openShutter();
+
+  /// Gain control and its bounds (levels 0 to 65535). Each bound is stored only when it lies in that range.
+  void setMappingMode(const mapping& mode, const float& low, const float& high);
+  mapping getMappingMode();
+
+  /// Selects a colour preset. An index below 0 selects the last and one beyond the last the first; the index
+  /// selected is written back.
+  void setColorPreset(int& index);
+  int getColorPreset();
+
+  /// Sensor (FPA) temperature, degrees Celsius.
+  float getSensorTemperature();
+
+ private:
+  std::uint64_t lastColorFrameNumber = 0;
+  std::int32_t handle = 0;
+  std::uint64_t lastRawFrameNumber = 0;
+  std::string dataPath;
+};

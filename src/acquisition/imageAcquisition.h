@@ -1,0 +1,176 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "acquisition/FrameRing.h"
+#include "acquisition/USBDeviceDesc.h"
+#include "acquisition/deviceInfo.h"
+#include "common/image.h"
+#include "common/mutex.h"
+#include "core/frameMutex.h"
+#include "core/multithreading.h"
+#include "processing/state/processData.h"
+
+/// A frame as the getters hand it out.
+struct PublishedFrame {
+  bool ready = false;             ///< not yet delivered
+  std::uint64_t counter = 0;      ///< frames published
+  std::uint64_t stampUs = 0;      ///< system clock at publication, microseconds
+  std::uint64_t frameNumber = 0;  ///< of the published picture
+  std::vector<std::uint32_t> histogram;
+};
+
+/// The frame that `getImage` handed out last. Belongs to the camera's processing task.
+struct DeliveredFrame {
+  std::uint64_t number = 0;     ///< the transport's counter, latched with the copy
+  bool fromFilledSlot = false;  ///< false: the zero-filled slot a stream begins with
+  std::int64_t timeUs = 0;      ///< monotonic clock
+  std::int64_t intervalUs = 0;  ///< to the delivery before
+};
+
+/// One opened camera: its binding to the device table, connection, ring of raw frames, temperature worker and
+/// the state of its pipeline. Created by the `Ombrix` constructor, destroyed by `Core::cleanup`.
+class imageAcquisition {
+ public:
+  /// name: what messages call the camera until it is bound to a model.  flag: stored only.
+  imageAcquisition(const std::string& name, const bool& flag);
+  ~imageAcquisition();
+  imageAcquisition(const imageAcquisition&) = delete;
+  imageAcquisition& operator=(const imageAcquisition&) = delete;
+
+  /// Hands over the SDK's shared flags: the worker-running flag and the acquiring flag. Both must outlive
+  /// every object.
+  static void init(std::atomic<bool>* workerRunning, std::atomic<bool>* acquiring);
+
+  /// Binds the object to the first device-table row with the descriptor's ids and match string. False and one
+  /// error line when there is none. b: the camera's index in the transport's supported-device list.
+  bool setUSBDevice(const USBDeviceDesc& desc, const int& a, const int& b);
+
+  /// True once `setUSBDevice` found a row.
+  bool isBound() const { return !device.modelName.empty(); }
+
+  /// Connects and configures the camera. On failure the error text is set and logged.
+  bool initAcquisition();
+  bool connectToDevice();
+  /// Writes the core configuration word (thermal cameras only; a failure is logged and goes on) and reads
+  /// part and serial number texts.
+  void readIdentity();
+  /// Opens or closes the shutter on models that have one; failures are logged.
+  void moveShutter(bool close);
+  /// Starts streaming; refused (false) when streaming already. A failed start undoes itself.
+  bool startAcquisition();
+  /// Stops streaming and frees the ring; does nothing when not streaming. Bounded, whatever the camera does.
+  void stopAcquisition();
+  /// Asks everything that runs for this camera to end, without waiting.
+  void requestStop();
+  bool releaseAcquisition();
+  bool startStreaming();
+  bool stopStreaming();
+  bool releaseDevice();
+
+  void initImageBuffers();
+  void freeImageBuffers();
+
+  /// Copies the newest raw frame into `out`. Waits without limit; `timeout` is accepted and not used. Zeros
+  /// and false when the error flag is set, nothing is acquiring, or the object is stopping.
+  bool getImage(image<unsigned short>& out, int timeout);
+  /// The same with a bound; false without touching `out` when no frame came in time.
+  bool waitImage(image<unsigned short>& out, int timeoutMs);
+  /// True when `waitImage` would deliver at once.
+  bool hasImage() EXCLUDES(ring.mutex);
+  /// Pairs deliveries with temperatures or triggers, or ends that.
+  void setPairing(bool on);
+  /// Stands in for the paired temperature, once.
+  void requestTrigger();
+  /// Wakes a waiting consumer as if a frame (and a temperature, where pairing asks for it) had arrived.
+  void broadcast();
+
+  void UVCAcqThreadProc();
+  void Velt640DTempUpdateThreadProc();
+  void Quor320TempUpdateThreadProc();
+  void Velt1280TempUpdateThreadProc();
+
+  /// The camera's name in messages and file names: the model once bound, the constructor's name before.
+  const std::string& name() const { return device.modelName.empty() ? givenName : device.modelName; }
+  std::string getErrorText() const;
+  bool hasError() const { return errorFlag; }
+  bool isConnected() const { return connected; }
+  bool isStreaming() const { return streaming; }
+  /// True once the transport reported that the camera is gone.
+  bool isLost() const;
+  /// The numeric handle given to the application (also the index in the transport's list).
+  int deviceNumber() const { return listIndex; }
+  /// Writes a printf-style error text with the camera's name and logs it.
+  void recordError(const char* pattern);
+
+  deviceInfo device;
+  FrameRing ring;
+  processData<unsigned short> processing;
+  DeliveredFrame delivered;
+  bool replaying = false;         ///< frames come from a dump instead of the transport
+  std::uint8_t listPosition = 0;  ///< position in the Core's list in the cycle that processes the camera
+
+  PublishedFrame rawFrame GUARDED_BY(frameMutex);
+  PublishedFrame colorFrame GUARDED_BY(frameMutex);
+  float publicationRate GUARDED_BY(frameMutex) = 0.0f;  ///< smoothed, frames per second
+  bool closing GUARDED_BY(frameMutex) = false;          ///< clean-up woke the getters
+  std::condition_variable_any frameCondition;           ///< waited on with the frame mutex
+
+  std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
+  std::atomic<bool> ready{false};            ///< prepared: the Core worker may process it. Set last.
+  std::atomic<bool> dumpFrames{false};       ///< the frame-dump flag
+  std::atomic<float> rateLimit{0.0f};        ///< processed frames per second at most; 0 = no limit
+  std::atomic<std::int64_t> lastFrameUs{0};  ///< monotonic time of the last delivery, 0 before the first
+  std::atomic<int> users{0};                 ///< calls in progress from the exported classes
+
+ private:
+  struct TemperatureRule;
+
+  bool connectWithSensorRegisters(bool placeholder);
+  bool connectWithStartUpList(bool placeholder);
+  bool connectBoardCamera();
+  bool openConnection(bool placeholder);
+  void readSerialNumber();
+  bool usesPlaceholder() const;
+  void startTemperatureWorker();
+  bool startTransport();
+  void undoStart();
+  void waitForWorkers();
+  bool leaving() const;
+  void deliver(image<unsigned short>& out) REQUIRES(ring.mutex);
+  void temperatureLoop(const TemperatureRule& rule);
+  void temperatureCycle(const TemperatureRule& rule);
+  void publishTemperature(float kelvin);
+
+  std::string givenName;
+  bool givenFlag = false;
+  USBDeviceDesc descriptor;  ///< as the caller of `setUSBDevice` gave it
+  int firstIndex = 0;
+  int listIndex = -1;
+
+  std::atomic<bool> errorFlag{false};
+  std::atomic<bool> connected{false};
+  std::atomic<bool> streaming{false};
+  std::atomic<bool> stopRequested{false};
+  std::atomic<std::int64_t> startedUs{0};
+  mutable Mutex errorMutex;
+  char errorText[256] GUARDED_BY(errorMutex) = "none";
+
+  Mutex workerMutex;  ///< with `workerCondition`: lets the temperature worker's pause end at once
+  std::condition_variable workerCondition;
+  // What the temperature worker keeps from cycle to cycle; no other thread touches it.
+  bool filterStarted = false;
+  float filteredK = 0.0f;
+  float smoothedRate = 0.0f;
+  std::int64_t lastCycleNs = 0;
+
+  WorkerPool pool;  ///< four workers of this camera's own
+  std::future<int> temperatureWorker;
+  std::future<int> placeholderWorker;
+};

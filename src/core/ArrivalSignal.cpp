@@ -1,0 +1,3 @@
+#include "core/ArrivalSignal.h"
+
+ArrivalSignal frameArrivals;

@@ -1,0 +1,155 @@
+// Opening cameras and cleaning up.
+
+#include <chrono>
+#include <cstdio>
+#include <future>
+#include <thread>
+
+#include "acquisition/transport/UVCConnection.h"
+#include "common/format.h"
+#include "core/ArrivalSignal.h"
+#include "core/Core.h"
+#include "core/cameraList.h"
+#include "core/deviceRegistry.h"
+#include "core/logger.h"
+#include "core/multithreading.h"
+#include "core/runtimeFlags.h"
+#include "core/settings.h"
+#include "presentation/ColorPreset.h"
+
+CameraList cameraList;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// How long clean-up waits for calls in progress before it leaves their camera alone.
+constexpr auto kUserGrace = 5s;
+
+Mutex coreMutex;
+std::future<int> worker GUARDED_BY(coreMutex);
+
+/// Connects, configures and starts one camera; it becomes `ready` only when all of that succeeded.
+void prepare(imageAcquisition& camera) {
+  camera.prepared = true;
+  if (!camera.initAcquisition()) return;
+  camera.readIdentity();
+  logger::info("\033[0;37mInitializing image buffers", LOG_HERE);
+  camera.initImageBuffers();
+  logger::info("\033[0;37mInitializing colormaps", LOG_HERE);
+  camera.processing.selectColorPreset(0);
+  if (!camera.startAcquisition()) return;
+  camera.ready = true;
+}
+
+void prepareListedCameras() {
+  std::vector<imageAcquisition*> cameras;
+  cameraList.snapshot(cameras);
+  for (imageAcquisition* camera : cameras) {
+    if (!camera->prepared) prepare(*camera);
+  }
+}
+
+void startWorker() REQUIRES(coreMutex) {
+  if (worker.valid()) {
+    logger::info("Worker thread is already running", LOG_HERE);
+    return;
+  }
+  workerRunningFlag = true;
+  logger::info("Starting worker thread", LOG_HERE);
+  worker = multithreading::startThread(
+      [] {
+        Core::workerThreadProc();
+        return multithreading::kTaskDone;
+      },
+      "worker");
+}
+
+void initLocked() REQUIRES(coreMutex) {
+  if (colorPresetCount() == 0) loadColorPresets();
+  prepareListedCameras();
+  startWorker();
+  logger::info("\033[0;37mInitialization done.", LOG_HERE);
+  freeRunMode = true;
+}
+
+/// Sets both ready flags and wakes every getter of the camera.
+void wakeGetters(imageAcquisition& camera) {
+  {
+    FairLock lock(frameMutex);
+    camera.closing = true;
+    camera.rawFrame.ready = true;
+    camera.colorFrame.ready = true;
+  }
+  camera.frameCondition.notify_all();
+}
+
+/// True when no call is in progress on the camera any more.
+bool waitForUsers(imageAcquisition& camera) {
+  const auto deadline = std::chrono::steady_clock::now() + kUserGrace;
+  while (camera.users > 0) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    wakeGetters(camera);
+    std::this_thread::sleep_for(1ms);
+  }
+  return true;
+}
+
+void release(std::unique_ptr<imageAcquisition> camera) {
+  if (!waitForUsers(*camera)) {
+    logger::warning(format("A call is still in progress on {:s}, leaving it", camera->name()), LOG_HERE);
+    static_cast<void>(camera.release());  // rather a leak than freeing under a caller
+    return;
+  }
+  if (!camera->releaseAcquisition()) camera->recordError("Unable to release %s!");
+}
+
+void removeViewerFiles() {
+  for (const char* path : {"data/Tarn_Vale_Viewer.pid", "data/Tarn_Vale_Viewer.ppid"}) std::remove(path);
+}
+
+}  // namespace
+
+bool Core::openCamera(int handle, const std::string& dataPath) {
+  MutexLock lock(coreMutex);
+  if (registry::contains(handle)) {
+    logger::error(format("Device is already connected. Handle: {:d}", handle), LOG_HERE);
+    return false;
+  }
+  if (!settings::inst()) return false;  // no SDK object: its error line says so
+  imageAcquisition* const camera = cameraList.add(std::make_unique<imageAcquisition>(dataPath, true));
+  registry::add(handle, camera);
+  if (!camera->setUSBDevice(UVCConnection::describeDevice(handle), 0, handle)) camera->prepared = true;
+  initLocked();
+  if (!camera->ready) return false;
+  logger::debug(format("Device connected. Handle: {:d}", handle), LOG_HERE);
+  return true;
+}
+
+void Core::init(int, char**) {
+  MutexLock lock(coreMutex);
+  initLocked();
+}
+
+void Core::cleanup() {
+  logger::debug("cleanup()", LOG_HERE);
+  registry::beginClosing();
+  workerRunningFlag = false;
+  freeRunMode = false;
+  MutexLock lock(coreMutex);
+  workerRunningFlag = false;  // a camera that was being opened meanwhile may have started the worker
+  freeRunMode = false;
+  std::vector<imageAcquisition*> cameras;
+  cameraList.snapshot(cameras);
+  for (imageAcquisition* camera : cameras) camera->broadcast();
+  frameArrivals.notify();
+  if (worker.valid()) multithreading::waitThread(worker);
+  for (imageAcquisition* camera : cameras) wakeGetters(*camera);
+  for (imageAcquisition* camera : cameras) camera->requestStop();
+  for (imageAcquisition* camera : cameras) camera->stopAcquisition();
+  logger::info("\033[1;34mCleanup...", LOG_HERE);
+  for (auto& camera : cameraList.takeAll()) release(std::move(camera));
+  logger::info("\033[1;32mDone.", LOG_HERE);
+  removeViewerFiles();
+  settings::release();
+}

@@ -1,0 +1,56 @@
+#include "core/deviceRegistry.h"
+
+#include "acquisition/imageAcquisition.h"
+#include "common/format.h"
+#include "common/mutex.h"
+#include "ombrix/OmbrixSDK.h"
+
+namespace registry {
+namespace {
+
+Mutex mutex;  // guards OmbrixSDK::mConnectedDevices, too
+bool closing GUARDED_BY(mutex) = false;
+
+imageAcquisition* use(int handle) {
+  MutexLock lock(mutex);
+  if (closing) return nullptr;
+  const auto found = OmbrixSDK::mConnectedDevices.find(handle);
+  if (found == OmbrixSDK::mConnectedDevices.end()) return nullptr;
+  auto* const camera = static_cast<imageAcquisition*>(found->second);
+  ++camera->users;
+  return camera;
+}
+
+}  // namespace
+
+DeviceUser::DeviceUser(int handle, const LogContext& context) : camera(use(handle)) {
+  if (!camera)
+    logger::error(format("Device not found in connected devices list. Handle: {:d}", handle), context);
+}
+
+DeviceUser::~DeviceUser() {
+  if (camera) --camera->users;
+}
+
+bool contains(int handle) {
+  MutexLock lock(mutex);
+  return OmbrixSDK::mConnectedDevices.count(handle) > 0;
+}
+
+bool add(int handle, imageAcquisition* camera) {
+  MutexLock lock(mutex);
+  return OmbrixSDK::mConnectedDevices.emplace(handle, camera).second;
+}
+
+void beginClosing() {
+  MutexLock lock(mutex);
+  closing = true;
+}
+
+void clear() {
+  MutexLock lock(mutex);
+  OmbrixSDK::mConnectedDevices.clear();
+  closing = false;
+}
+
+}  // namespace registry

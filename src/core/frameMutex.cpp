@@ -1,0 +1,3 @@
+#include "core/frameMutex.h"
+
+FairMutex frameMutex;

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+
+#include "common/image.h"
+#include "common/rgb.h"
+#include "presentation/palette.h"
+#include "processing/state/FrameStatistics.h"
+#include "processing/state/MappingState.h"
+#include "processing/state/correctionState.h"
+#include "processing/state/outputState.h"
+
+/// Everything the pipeline of one camera keeps between frames: its images, switches and running values.
+/// Read and written with the frame mutex held, so a setter takes effect between two frames; the exceptions
+/// are atomics.
+template <typename T>
+struct processData;
+
+template <>
+struct processData<unsigned short> {
+  /// `lastProcessedFrame` before the first frame.
+  static constexpr std::uint64_t kNoFrame = ~std::uint64_t{0};
+
+  processData();
+
+  /// Allocates the images, zero-filled, and restarts the running values; switches and palette stay.
+  /// width, height: of the camera, pixels.
+  void allocate(std::uint16_t width, std::uint16_t height);
+  /// Frees all images. `process` then reports that there is none.
+  void release();
+  /// Makes preset `index` the camera's current one. Out of range: logs, changes nothing, false.
+  bool selectColorPreset(const int& index);
+
+  image<unsigned short> rawImage;       ///< the delivered frame; corrected and mapped in place
+  image<unsigned short> rotatedImage;   ///< takes over from `rawImage` while rotation is on; else empty
+  image<unsigned short> correctedCopy;  ///< after correction, before gain control: the radiometric picture
+  image<unsigned short> temporalState;  ///< running average of the temporal filter
+  image<unsigned short> zoomImage;      ///< after the first resampling
+  image<unsigned short> outputImage;    ///< after the second resampling and spatial filter; is colourised
+  image<unsigned short> splitImage;     ///< unfiltered half of the split demonstration; else empty
+  image<unsigned int> ffcAccumulator;   ///< sum of a calibration's frames; the low table of slot 0
+  image<rgb_24b> colorImage;            ///< written by colourisation
+
+  std::uint64_t lastProcessedFrame = kNoFrame;  ///< number of the frame processed last
+
+  Defects defects;
+  CalibrationRun calibration;
+  FlatFieldState flatField;
+  Destriping destriping;
+  Radiometry radiometry;
+  FrameDump dump;
+  FrameStatistics statistics;
+  MappingState mapping;
+  TargetMeasurement target;
+  OutputState output;
+  StageTimes stageTimes;
+
+  Palette palette;
+  float colorizeTimeMs = 0.0f;  ///< duration of the last colourisation
+
+ private:
+  void restart();
+};

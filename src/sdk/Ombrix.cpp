@@ -1,0 +1,104 @@
+#include "ombrix/Ombrix.h"
+
+#include <algorithm>
+
+#include "acquisition/imageAcquisition.h"
+#include "core/Core.h"
+#include "core/deviceRegistry.h"
+#include "core/frameDelivery.h"
+#include "core/logger.h"
+
+namespace {
+
+std::string calibrationDirectory(std::string path) {
+  if (path.empty()) return "data";
+  if (path.back() == '/') path.pop_back();
+  return path;
+}
+
+}  // namespace
+
+Ombrix::Ombrix(const int& deviceHandle, const std::string& path)
+    : handle(deviceHandle), dataPath(calibrationDirectory(path)) {
+  Core::openCamera(handle, dataPath);
+}
+
+Ombrix::Ombrix(const Ombrix& other) = default;
+Ombrix& Ombrix::operator=(const Ombrix& other) = default;
+Ombrix::~Ombrix() = default;
+
+bool Ombrix::getRawFrame(std::uint8_t* buffer, metadata* md, const int& timeout) {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (!camera) return false;
+  return deliverFrame(*camera, FrameKind::thermal, buffer, md, timeout, lastRawFrameNumber, handle, LOG_HERE);
+}
+
+bool Ombrix::getColorFrame(std::uint8_t* buffer, metadata* md, const int& timeout) {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (!camera) return false;
+  return deliverFrame(*camera, FrameKind::color, buffer, md, timeout, lastColorFrameNumber, handle, LOG_HERE);
+}
+
+bool Ombrix::getImageSize(std::uint64_t& width, std::uint64_t& height) {
+  width = 0;
+  height = 0;
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (!camera) return false;
+  width = camera->device.width;
+  height = camera->device.height;
+  return true;
+}
+
+std::string Ombrix::getPartNumber() {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (!camera) return {};
+  FairLock lock(frameMutex);
+  return camera->device.partNumber;
+}
+
+std::string Ombrix::getSerialNumber() {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (!camera) return {};
+  FairLock lock(frameMutex);
+  return camera->device.serialText;
+}
+
+void Ombrix::getSensorSettings(unsigned short& integration, unsigned short& gfid, unsigned short& gsk,
+                               unsigned short& gain) {
+  integration = gfid = gsk = gain = 0;
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (!camera) return;
+  const auto& registers = camera->device.sensorRegisters;
+  integration = registers[0];
+  gfid = registers[1];
+  gsk = registers[2];
+  gain = registers[3];
+}
+
+float Ombrix::getDeviceFrameRate() {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  return camera ? camera->device.frameRate : 0.0f;
+}
+
+bool Ombrix::setDeviceFrameRate(const float&) {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (camera) logger::warning("Not implemented.", LOG_HERE);
+  return false;
+}
+
+float Ombrix::getProcessingFrameRate() {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (!camera) return 0.0f;
+  FairLock lock(frameMutex);
+  return camera->publicationRate;
+}
+
+void Ombrix::setProcessingFrameRate(const float& rate) {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  if (camera) camera->rateLimit = rate > 1.0f ? rate : 1.0f;  // also what NaN gives
+}
+
+std::string Ombrix::getErrorText() {
+  const registry::DeviceUser camera(handle, LOG_HERE);
+  return camera ? camera->getErrorText() : std::string();
+}

@@ -1,0 +1,58 @@
+#include "ombrix/OmbrixSDK.h"
+
+#include <algorithm>
+
+#include "acquisition/imageAcquisition.h"
+#include "acquisition/transport/UVCConnection.h"
+#include "common/format.h"
+#include "core/Core.h"
+#include "core/ThreadPool.h"
+#include "core/deviceRegistry.h"
+#include "core/logger.h"
+#include "core/multithreading.h"
+#include "core/runtimeFlags.h"
+#include "core/settings.h"
+#include "presentation/ColorPreset.h"
+
+std::map<int, void*> OmbrixSDK::mConnectedDevices;
+bool OmbrixSDK::mStatus = false;
+
+OmbrixSDK::OmbrixSDK(const verbosityLevel& verbosity, const int& processingUnits) {
+  registry::clear();
+  logger::init(static_cast<logger::verbosityLevel>(std::min<int>(verbosity, logger::verbosityInfo)), "", true,
+               true);
+  logger::info("Initializing...", LOG_HERE);
+  settings::create(0, nullptr);
+  if (verbosity >= verbosityInfo) settings::inst()->parseParam("verbose");
+  mStatus = UVCConnection::init();
+  imageAcquisition::init(&workerRunningFlag, &acquiringFlag);
+  const int units = processingUnits < 1 ? static_cast<int>(ThreadPool::hardwareThreads()) : processingUnits;
+  settings::inst()->parseParam(format("processingUnits={:d}", units));
+  multithreading::createPools(static_cast<unsigned>(units));
+  loadColorPresets();
+  freeRunMode = false;
+}
+
+OmbrixSDK::OmbrixSDK(const OmbrixSDK&) {}
+
+// Nothing is held, so there is nothing to assign.
+OmbrixSDK& OmbrixSDK::operator=(const OmbrixSDK&) {
+  return *this;
+}  // NOLINT(bugprone-unhandled-self-assignment)
+
+OmbrixSDK::~OmbrixSDK() {
+  UVCConnection::shutdown();
+  Core::cleanup();
+  registry::clear();
+}
+
+int OmbrixSDK::getDeviceCount() { return mStatus ? UVCConnection::deviceCount() : 0; }
+
+std::string OmbrixSDK::getDeviceName(const int& index) { return UVCConnection::deviceName(index); }
+
+bool OmbrixSDK::isConnected(const int& handle) { return registry::contains(handle); }
+
+void OmbrixSDK::parseCoreParameter(const std::string& parameter) {
+  settings* const record = settings::inst();
+  if (record) record->parseParam(parameter.c_str());  // up to its first NUL
+}
