@@ -114,6 +114,7 @@ void UVCConnection::publish() {
   }
   // All, since a stopping thread may wait beside the consumer.
   ring.condition->notify_all();
+  if (arrivalSignal) arrivalSignal->notify();
   sampleSeen = true;
   if (arrivalSignal) arrivalSignal->notify();
 }
