@@ -39,7 +39,7 @@ class CameraRegisters {
   bool sendList(const CommandList& list) EXCLUDES(commandMutex);
   /// Fetches a reply of `size` bytes into `buffer`, which has room for one byte more: the terminating NUL.
   bool readResponse(const std::string& name, unsigned char* buffer, const unsigned long long& size,
-                    const bool& trace) EXCLUDES(commandMutex);
+                    const bool& traced) EXCLUDES(commandMutex);
 
   /// The camera's serial number; 0 for other vendors' cameras, unknown products and failed reads.
   std::int32_t readSerialNumber() EXCLUDES(commandMutex);
@@ -76,9 +76,7 @@ class CameraRegisters {
  private:
   void writeCommand(const std::string& command, const std::string& name) REQUIRES(commandMutex);
   std::uint16_t exchange(const std::string& command, const std::string& name) REQUIRES(commandMutex);
-  void fetchReply(const std::string& name, std::span<std::uint8_t> reply, bool trace) REQUIRES(commandMutex);
-  bool setPair(const char* highPattern, const char* highName, const char* lowPattern, const char* lowName,
-               std::uint16_t value);
+  void fetchReply(const std::string& name, std::span<std::uint8_t> reply, bool traced) REQUIRES(commandMutex);
   bool sendOne(const std::string& command, const std::string& name);
   bool readFlashBlock(bool bootFlash, std::uint32_t address, std::span<std::uint8_t> bytes);
   bool showValue(const registers::Parameter& parameter, const TextSink& sink);

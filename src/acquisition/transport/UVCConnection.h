@@ -85,7 +85,7 @@ class UVCConnection final : public transport::SampleReceiver, private RegisterLi
 
   /// Throws transport::TransportError and logs "<step> failed (error code <hr>)" when `hr`, taken as 32 bits,
   /// is negative.
-  void CheckResult(long hr, const std::string& step);
+  static void CheckResult(long hr, const std::string& step);
 
   /// One transfer with the cameras' extension unit. Throws transport::TransportError, logged.
   void transferUnit(std::uint32_t selector, transport::TransferFlags flags,
@@ -118,18 +118,26 @@ class UVCConnection final : public transport::SampleReceiver, private RegisterLi
     int bufferCount = 0;
     std::condition_variable* condition = nullptr;
     bool* frameReady = nullptr;
+
+    bool complete() const {
+      return buffers && writeIndex && mutex && frameCounter && condition && frameReady;
+    }
   };
 
   std::int32_t vendorId() const override { return vid; }
   std::int32_t productId() const override { return pid; }
+  /// Shows the operation when "UVCDebug" is on.
+  static void showOperation(const transport::StepResult& result);
   void check(const transport::StepResult& result);
-  bool initializeDevice(std::size_t enumerationIndex) EXCLUDES(connectionMutex);
+  bool initializeDevice(std::size_t enumerationIndex, std::shared_ptr<transport::VideoPlatform> platform)
+      EXCLUDES(connectionMutex);
   bool initializeXuGuidToNodeMap();
   bool initializeMediaTypes();
   void releaseDevice() EXCLUDES(connectionMutex);
+  void endDelivery() EXCLUDES(connectionMutex);
   bool takeSample(const transport::Sample& sample) REQUIRES(connectionMutex);
   void publish() REQUIRES(connectionMutex);
-  void deliveryFailed(std::int32_t status, const char* what);
+  void deliveryFailed(std::int32_t status, const char* step);
   void waitForReadyFrame(const Ring& target) const;
 
   [[maybe_unused]] const std::string connectionName;

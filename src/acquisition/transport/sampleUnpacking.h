@@ -14,9 +14,11 @@ struct SampleLayout {
   std::uint32_t height = 0;  ///< rows of the stream
   std::uint32_t pitch = 0;   ///< bytes from one row to the next; less than width * 2 stands for width * 2
 
-  std::size_t rowBytes() const { return pitch > std::size_t{width} * 2 ? pitch : std::size_t{width} * 2; }
+  std::uint64_t rowBytes() const {
+    return pitch > std::uint64_t{width} * 2 ? pitch : std::uint64_t{width} * 2;
+  }
   /// Bytes that a sample must have before a single pixel of it is read.
-  std::size_t sizeBytes() const { return rowBytes() * height; }
+  std::uint64_t sizeBytes() const { return rowBytes() * height; }
 };
 
 /// Unpacks a sample into `out` by the rule of the stream's width, and decodes the sensor temperature that
