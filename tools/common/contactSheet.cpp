@@ -1,4 +1,4 @@
-#include "tools/demo/contactSheet.h"
+#include "tools/common/contactSheet.h"
 
 #include <algorithm>
 #include <array>
