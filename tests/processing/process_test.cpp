@@ -80,14 +80,14 @@ TEST_F(Process, StagesRunInOrder) {
   EXPECT_EQ(stats.statsMax, 1265);
   EXPECT_EQ(stats.frameMean, 1208);
   EXPECT_EQ(stats.histogram[1355], 1u);
-  EXPECT_EQ(stats.histogram[1305], 0u);
+  EXPECT_EQ(stats.histogram[1405], 0u);
   EXPECT_EQ(stats.minPosition, (PixelPosition{0, 0}));
   EXPECT_EQ(stats.maxPosition, (PixelPosition{3, 1}));
-  EXPECT_EQ(output(), (Levels{10280, 10537, 12850, 23130, 35980, 61680, 65535, 65535}));
+  EXPECT_EQ(output(), (Levels{35980, 36237, 38550, 48830, 61680, 65535, 65535, 65535}));
   EXPECT_EQ(pixels(camera.processing.zoomImage), output());
-  EXPECT_EQ(mapping.colorCounts[65535], 2u);
-  EXPECT_EQ(mapping.colorCounts[10281], 0u);
-  EXPECT_EQ(mapping.valueTable[10281], 1u);
+  EXPECT_EQ(mapping.colorCounts[65535], 3u);
+  EXPECT_EQ(mapping.colorCounts[35981], 0u);
+  EXPECT_EQ(mapping.valueTable[35981], 1u);
 }
 
 TEST_F(Process, LevelCompensationIsGated) {
