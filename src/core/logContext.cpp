@@ -70,6 +70,8 @@ void dropLastGroup(std::string_view& text, char opening, char closing) {
 /// Takes one scope, "Name" or "Name<...>", from the end of `text`; empty for an unnamed one. A function's
 /// parameter list and qualifiers are dropped.
 std::string_view takeScope(std::string_view& text) {
+  if (text.ends_with(']')) dropLastGroup(text, '[', ']');
+  while (text.ends_with(' ')) text.remove_suffix(1);
   while (text.ends_with(" const") || text.ends_with(" noexcept"))
     text.remove_suffix(text.size() - text.rfind(' '));
   if (text.ends_with('}')) {

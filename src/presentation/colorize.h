@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/frameMutex.h"
+
 class imageAcquisition;
 
 /// Paints the camera's output image into its colour image through the camera's palette and draws the

@@ -64,6 +64,7 @@ void Palette::publish() {
   MutexLock lock(colourMutex);
   live.swap(spare);
   current = building;
+  filled = map.ready;
 }
 
 PaletteSelection Palette::selection() const {

@@ -12,7 +12,7 @@
 
 /// What the selected preset left in a camera's state.
 struct PaletteSelection {
-  int index = -1;              ///< of the preset; -1 before the first selection
+  int index = 0;               ///< of the preset; 0 before the first selection, too
   float curve = 1.0f;          ///< tone-curve exponent
   bool invert = false;         ///< levels are mirrored before the lookup
   std::uint8_t firstMap = 0;   ///< low byte of the first sub-map's index
@@ -35,7 +35,7 @@ class Palette {
   bool select(int index, const LogContext& caller) EXCLUDES(buildMutex, colourMutex);
   bool select(int index) { return select(index, LOG_HERE); }
 
-  /// Index of the selected preset, -1 before the first selection.
+  /// Index of the selected preset, 0 before the first selection.
   int index() const { return selection().index; }
   PaletteSelection selection() const EXCLUDES(colourMutex);
 
@@ -48,7 +48,7 @@ class Palette {
   /// Held while a frame is painted; taken inside the frame mutex.
   mutable Mutex colourMutex;
   /// False until the first selection: there are no colours to paint with.
-  bool ready() const REQUIRES(colourMutex) { return current.index >= 0; }
+  bool ready() const REQUIRES(colourMutex) { return filled; }
   /// The colour of every level. Valid while the mutex is held.
   const ColorTable& table() const REQUIRES(colourMutex) { return *live; }
 
@@ -63,6 +63,7 @@ class Palette {
   bool negation GUARDED_BY(buildMutex) = false;
 
   PaletteSelection current GUARDED_BY(colourMutex);
+  bool filled GUARDED_BY(colourMutex) = false;
   std::unique_ptr<ColorTable> live GUARDED_BY(colourMutex);
   std::unique_ptr<ColorTable> spare GUARDED_BY(buildMutex);  ///< no painter reads it
 };

@@ -126,8 +126,8 @@ TEST(ColorMap, UnknownIndexLeavesTheColours) {
     colorMap().getSubColorMap(index, true, entries.data(), name);
     EXPECT_EQ(entries, before);
     EXPECT_EQ(name, "as before" + kNegative);
-    EXPECT_TRUE(log.contains("unknown colormap index " + std::to_string(index))) << log.text();
-    EXPECT_TRUE(log.contains("colorMap::getSubColorMap")) << log.text();
+    EXPECT_EQ(log.count("<colorMap::getSubColorMap> unknown colormap index " + std::to_string(index)), 1u)
+        << testing::PrintToString(log.lines());
   }
 }
 
@@ -201,7 +201,7 @@ TEST(ColorMap, RefusesToCombineNothing) {
     ColorPreset empty;
     if (withVector) empty = presetOf({});
     map.combineColorMaps(empty, names);
-    EXPECT_TRUE(log.contains("combineColorMaps called with empty indexes")) << log.text();
+    EXPECT_EQ(log.count("<colorMap::combineColorMaps> combineColorMaps called with empty indexes"), 1u);
     EXPECT_EQ(map.lookup, before);
     EXPECT_EQ(names.size(), 1u);
   }

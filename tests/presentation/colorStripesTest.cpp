@@ -7,6 +7,7 @@
 #include "common/image.h"
 #include "core/multithreading.h"
 #include "presentation/kernels/colorizeRows.h"
+#include "support/LogCapture.h"
 
 namespace {
 
@@ -64,6 +65,7 @@ TEST_P(ColorStripes, RowsBeyondTheLastFullStripeKeepTheirColours) {
   if (GetParam() != 0) pool = std::make_unique<WorkerPool>(GetParam());
   WorkerPool* const earlier = processingPool;
   processingPool = pool.get();
+  const LogCapture quiet(logger::verbosityErrors);
   const auto table = distinctColors();
   struct Row {
     std::uint16_t height;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/frameMutex.h"
+
 class imageAcquisition;
 
 /// Draws what the settings ask for (cross, histogram panel, labels, information lines) onto the camera's
