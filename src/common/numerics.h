@@ -21,6 +21,11 @@ constexpr std::uint16_t truncateToU16(double value) {
   return static_cast<std::uint16_t>(truncateWithin(value, 0.0, 65535.0, 0, 65535));
 }
 
+/// The same without the checks, for inner loops that have limited the value to 0..65535 already.
+constexpr std::uint16_t truncateLimitedToU16(float value) {
+  return static_cast<std::uint16_t>(static_cast<std::int32_t>(value));
+}
+
 /// Adds 0.5 in the precision of the argument, then truncates.
 constexpr std::uint16_t roundToU16(float value) { return truncateToU16(static_cast<double>(value + 0.5f)); }
 

@@ -116,6 +116,7 @@ void UVCConnection::publish() {
   ring.condition->notify_all();
   if (arrivalSignal) arrivalSignal->notify();
   sampleSeen = true;
+  if (arrivalSignal) arrivalSignal->notify();
 }
 
 void UVCConnection::deliveryFailed(std::int32_t status, const char* step) {

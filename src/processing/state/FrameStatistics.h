@@ -1,11 +1,9 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
-/// How many levels a 16-bit pixel has; the size of every histogram and of the value table.
-constexpr std::size_t kLevels = 65536;
+#include "processing/levels.h"
 
 /// Marks a running value that has not been initialised: the next frame's own value starts it.
 constexpr float kNotInitialised = -1.0f;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "processing/state/FrameStatistics.h"
+#include "processing/levels.h"
 
 /// Gain control: how corrected levels become the 16-bit output levels.
 struct MappingState {

@@ -1,9 +1,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-
-#include "processing/state/FrameStatistics.h"
 
 /// From the mapped image to the output image.
 struct OutputState {

@@ -1,0 +1,47 @@
+#include "ombrix/Ombrix.h"
+#include "processing/kernels/linearMapping.h"
+#include "processing/stages/stages.h"
+
+namespace {
+
+void mapBetween(FrameContext& frame, std::uint16_t low, std::uint16_t high) {
+  // Crossed bounds leave the value table as it is, together with the picture.
+  if (high < low) return;
+  MappingState& mapping = frame.data.mapping;
+  const LevelCounts counts{mapping.colorCounts};
+  kernels::mapLinear(frame.working->view(), low, high, counts);
+  kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
+}
+
+void tabulateLevels(FrameContext& frame) {
+  MappingState& mapping = frame.data.mapping;
+  const LevelCounts counts{mapping.colorCounts};
+  kernels::countLevels(frame.working->view(), counts);
+  kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
+}
+
+}  // namespace
+
+void mapLevels(FrameContext& frame) {
+  const MappingState& mapping = frame.data.mapping;
+  const FrameStatistics& stats = frame.data.statistics;
+  switch (mapping.mappingMode) {
+    case Ombrix::mappingHistogramTable:
+      return tabulateLevels(frame);
+    case Ombrix::mappingLinear:
+      return mapBetween(frame, stats.statsMin, stats.statsMax);
+    case Ombrix::mappingManual:
+      return mapBetween(frame, mapping.mappingLow, mapping.mappingHigh);
+    case Ombrix::mappingEqualized:
+    case Ombrix::mappingTemperatureWindow:
+      // The histogram gain control that both build on does not exist yet: levels pass unmapped.
+      return;
+    default:
+      return;
+  }
+}
+
+void measureTarget(FrameContext& frame) {
+  if (!frame.options.displayTarget) return;
+  // The centre is not measured yet; the histories stay at their reset values.
+}

@@ -1,0 +1,37 @@
+#include "tools/common/progressLine.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+
+namespace tools {
+
+ProgressLine::ProgressLine(std::function<std::string()> text) : makeText(std::move(text)) {
+  if (isatty(STDERR_FILENO) != 0) worker = std::thread([this] { progressThreadProc(); });
+}
+
+ProgressLine::~ProgressLine() {
+  {
+    MutexLock lock(mutex);
+    done = true;
+  }
+  condition.notify_all();
+  if (worker.joinable()) worker.join();
+}
+
+void ProgressLine::progressThreadProc() {
+  using namespace std::chrono_literals;
+  auto next = std::chrono::steady_clock::now() + 1s;
+  bool shown = false;
+  MutexLock lock(mutex);
+  while (!done) {
+    if (condition.wait_until(lock.native(), next) != std::cv_status::timeout) continue;
+    std::fprintf(stderr, "\r%s\033[K", makeText().c_str());
+    shown = true;
+    next += 250ms;
+  }
+  if (shown) std::fputs("\r\033[K", stderr);
+}
+
+}  // namespace tools

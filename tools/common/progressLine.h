@@ -1,0 +1,32 @@
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "common/mutex.h"
+
+namespace tools {
+
+/// One line on standard error that tells how far a long step is. It appears after a second, only on a
+/// terminal, and is wiped when the object goes.
+class ProgressLine {
+ public:
+  /// text: makes the line; called from a thread of its own, four times a second.
+  explicit ProgressLine(std::function<std::string()> text);
+  ~ProgressLine();
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+ private:
+  void progressThreadProc();
+
+  std::function<std::string()> makeText;
+  Mutex mutex;
+  std::condition_variable condition;
+  bool done GUARDED_BY(mutex) = false;
+  std::thread worker;
+};
+
+}  // namespace tools

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+// What every program around the library does first.
+namespace tools {
+
+/// Sends the library's log to standard error: standard output is for data.
+void logToStandardError();
+
+/// Makes the next `OmbrixSDK` run simulated cameras: a scenario's text or its file. Before any other thread.
+void simulate(const std::string& scenario);
+
+/// From now on the first Ctrl-C (or termination request) only sets a flag, so that cameras are stopped in
+/// order; the second one ends the program at once.
+void catchInterrupts();
+bool interrupted();
+
+}  // namespace tools

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "ombrix/OmbrixSDK.h"
+
+namespace tools {
+
+/// What the command line asked for. The texts of --help say what each means.
+struct Options {
+  int verbosity = 0;
+  std::string data;
+  std::string scenario;
+  bool json = false;
+  int camera = 0;
+  bool parameters = false;
+  bool dump = false;
+  bool raw = false;
+  bool colour = false;
+  unsigned long long count = 0;  ///< 0: until interrupted
+  int preset = -1;               ///< -1: as opened
+  std::string out;
+};
+
+enum ExitCode : int { kExitDone = 0, kExitFailure = 1, kExitUsage = 2 };
+
+/// Ends a command: one line for standard error, and the exit code.
+class CommandFailure : public std::runtime_error {
+ public:
+  explicit CommandFailure(const std::string& line, ExitCode exitCode = kExitFailure)
+      : std::runtime_error(line), code(exitCode) {}
+  const ExitCode code;
+};
+
+// The subcommands. Each prints data on standard output only, and throws CommandFailure.
+void listCameras(const Options& options, OmbrixSDK& sdk);
+void showCamera(const Options& options, OmbrixSDK& sdk);
+void streamCamera(const Options& options, OmbrixSDK& sdk);
+
+/// Throws unless there is a camera `index`.
+void requireCamera(OmbrixSDK& sdk, int index);
+/// Writes one line of data, and throws when standard output cannot take it.
+void printLine(const std::string& line);
+
+}  // namespace tools

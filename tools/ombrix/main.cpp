@@ -1,0 +1,134 @@
+// The command line: looks for cameras, shows what they tell about themselves, and streams their frames.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include "common/format.h"
+#include "tools/common/session.h"
+#include "tools/ombrix/commands.h"
+
+namespace tools {
+
+void requireCamera(OmbrixSDK& sdk, int index) {
+  const int count = sdk.getDeviceCount();
+  if (index < count) return;
+  throw CommandFailure(count == 0 ? std::string("no camera found")
+                                  : format("no camera {}: {} found, counted from 0", index, count));
+}
+
+void printLine(const std::string& line) {
+  std::fwrite(line.data(), 1, line.size(), stdout);
+  std::fputc('\n', stdout);
+  if (std::fflush(stdout) != 0) {
+    throw CommandFailure("cannot write to standard output: " + std::generic_category().message(errno));
+  }
+}
+
+}  // namespace tools
+
+namespace {
+
+using tools::Options;
+
+constexpr const char* kFooter =
+    "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written), 2 wrong arguments.\n"
+    "Data goes to standard output, the log to standard error.";
+
+/// Each subcommand shares the general options, so they may stand before or behind its name.
+CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
+  CLI::App* command = app.add_subcommand(name, description);
+  command->fallthrough();
+  return command;
+}
+
+CLI::App* addInfo(CLI::App& app, Options& options) {
+  CLI::App* info = addCommand(app, "info", "open a camera and show what it tells about itself");
+  info->add_option("--camera", options.camera, "index of the camera (see list)")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  info->add_flag("--json", options.json, "one JSON object");
+  CLI::Option* parameters =
+      info->add_flag("--parameters", options.parameters, "show the parameter block in the camera's flash");
+  info->add_flag("--dump", options.dump, "with the bytes of its arrays (10 MB are read)")->needs(parameters);
+  return info;
+}
+
+CLI::App* addStream(CLI::App& app, Options& options) {
+  CLI::App* stream = addCommand(app, "stream", "open a camera and show its frames, a line for each");
+  stream->add_option("--camera", options.camera, "index of the camera (see list)")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  stream->add_option("--count", options.count, "number of frames (without it: until Ctrl-C)")
+      ->check(CLI::PositiveNumber);
+  CLI::Option* raw = stream->add_flag("--raw", options.raw, "thermal frames, 16-bit levels (the default)");
+  CLI::Option* colour = stream->add_flag("--colour,--color", options.colour, "coloured frames");
+  colour->excludes(raw);
+  stream->add_option("--preset", options.preset, "colour preset")
+      ->check(CLI::NonNegativeNumber)
+      ->needs(colour);
+  stream->add_option("--out", options.out,
+                     "existing directory for the frames: 16-bit PGM for raw, PNG for coloured ones");
+  stream->add_flag("--json", options.json, "one JSON object per frame");
+  return stream;
+}
+
+int run(int argc, char** argv) {
+  Options options;
+  CLI::App app("Works with uncooled thermal USB cameras.", "ombrix");
+  app.set_version_flag("--version", "ombrix " OMBRIX_VERSION);
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  app.add_option("--verbose", options.verbosity, "log level: 0 errors, 1 warnings, 2 information, 3 debug")
+      ->check(CLI::Range(0, 3))
+      ->capture_default_str();
+  app.add_option("--data", options.data, "directory of the calibration files (without it: data)")
+      ->check(CLI::ExistingDirectory);
+  app.add_option(
+      "--simulate", options.scenario,
+      "simulated cameras instead of real ones: a scenario's text or file, such as bramble6,marlow3");
+
+  CLI::App* list = addCommand(app, "list", "list the cameras found");
+  list->add_flag("--json", options.json, "one JSON array");
+  CLI::App* info = addInfo(app, options);
+  addStream(app, options);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
+    std::string line = error.what();
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    throw tools::CommandFailure(line, tools::kExitUsage);
+  }
+
+  tools::logToStandardError();
+  tools::catchInterrupts();
+  if (!options.scenario.empty()) tools::simulate(options.scenario);
+  OmbrixSDK sdk(static_cast<OmbrixSDK::verbosityLevel>(options.verbosity));
+  if (!OmbrixSDK::mStatus) throw tools::CommandFailure("cameras cannot be listed");
+  if (list->parsed()) {
+    tools::listCameras(options, sdk);
+  } else if (info->parsed()) {
+    tools::showCamera(options, sdk);
+  } else {
+    tools::streamCamera(options, sdk);
+  }
+  return tools::kExitDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const tools::CommandFailure& failure) {
+    std::fprintf(stderr, "ombrix: %s\n", failure.what());
+    return failure.code;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "ombrix: %s\n", error.what());
+    return tools::kExitFailure;
+  }
+}

@@ -1,0 +1,119 @@
+#include <atomic>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "common/format.h"
+#include "ombrix/Ombrix.h"
+#include "tools/common/imageFiles.h"
+#include "tools/common/progressLine.h"
+#include "tools/common/session.h"
+#include "tools/ombrix/commands.h"
+#include "tools/ombrix/frameFigures.h"
+
+namespace tools {
+namespace {
+
+// Long enough for the slowest camera; also how long Ctrl-C may take when a camera is silent.
+constexpr int kFrameTimeoutMs = 2000;
+
+/// The frames of one camera, one after the other, of the kind that was asked for.
+class FrameSource {
+ public:
+  FrameSource(const Options& wanted, Ombrix& openCamera) : options(wanted), camera(openCamera) {
+    std::uint64_t w = 0;
+    std::uint64_t h = 0;
+    camera.getImageSize(w, h);
+    width = static_cast<std::uint32_t>(w);
+    height = static_cast<std::uint32_t>(h);
+    options.colour ? pixels.resize(w * h) : levels.resize(w * h);
+  }
+
+  bool next() {
+    return options.colour ? camera.getColorFrame(reinterpret_cast<std::uint8_t*>(pixels.data()), &metadata,
+                                                 kFrameTimeoutMs)
+                          : camera.getRawFrame(reinterpret_cast<std::uint8_t*>(levels.data()), &metadata,
+                                               kFrameTimeoutMs);
+  }
+
+  /// Of the 16-bit levels, or of the colour components.
+  FrameFigures figures() const {
+    if (!options.colour) return figuresOf<std::uint16_t>(levels);
+    return figuresOf<std::uint8_t>({reinterpret_cast<const std::uint8_t*>(pixels.data()), pixels.size() * 3});
+  }
+
+  /// Writes the frame into the output directory; returns the file's name.
+  std::string save() const {
+    const std::string path = format("{}/{}_{:06}.{}", options.out, options.colour ? "colour" : "raw",
+                                    metadata.frameNumber, options.colour ? "png" : "pgm");
+    const std::string error = options.colour ? writePng(path, {pixels.data(), width, height})
+                                             : writePgm(path, {levels.data(), width, height});
+    if (!error.empty()) throw CommandFailure(error);
+    return path;
+  }
+
+  Ombrix::metadata metadata;
+
+ private:
+  const Options& options;
+  Ombrix& camera;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  std::vector<std::uint16_t> levels;  ///< of a raw frame
+  std::vector<rgb_24b> pixels;        ///< of a coloured one
+};
+
+double rounded(double value) { return std::round(value * 100.0) / 100.0; }
+
+void printFrame(const FrameSource& source, const std::string& file, bool json) {
+  const Ombrix::metadata& metadata = source.metadata;
+  const FrameFigures figures = source.figures();
+  const double celsius = rounded(static_cast<double>(metadata.sensorTemperature) - 273.15);
+  if (json) {
+    nlohmann::ordered_json line = {
+        {"frameNumber", metadata.frameNumber}, {"framesSinceLastCall", metadata.framesSinceLastCall},
+        {"sensorTemperatureC", celsius},       {"min", figures.min},
+        {"mean", rounded(figures.mean)},       {"max", figures.max}};
+    if (!file.empty()) line["file"] = file;
+    return printLine(line.dump());
+  }
+  printLine(format("frame {:6}  +{}  {:.2f} C  min {:5}  mean {:8.2f}  max {:5}{}{}", metadata.frameNumber,
+                   metadata.framesSinceLastCall, celsius, figures.min, figures.mean, figures.max,
+                   file.empty() ? "" : "  ", file));
+}
+
+void selectPreset(Ombrix& camera, int preset) {
+  int index = preset;
+  camera.setColorPreset(index);
+  if (index != preset) throw CommandFailure(format("--preset: there is no preset {}", preset), kExitUsage);
+}
+
+}  // namespace
+
+void streamCamera(const Options& options, OmbrixSDK& sdk) {
+  requireCamera(sdk, options.camera);
+  Ombrix camera(options.camera, options.data);
+  if (const std::string error = camera.getErrorText(); error != "none") {
+    throw CommandFailure(format("camera {}: {}", options.camera, error));
+  }
+  if (options.preset >= 0) selectPreset(camera, options.preset);
+
+  FrameSource source(options, camera);
+  std::atomic<unsigned long long> shown{0};
+  std::atomic<unsigned long long> missed{0};
+  const std::string total = options.count == 0 ? "" : format(" of {}", options.count);
+  const ProgressLine progress(
+      [&] { return format("{}{} frames, {} missed", shown.load(), total, missed.load()); });
+  while (!interrupted() && (options.count == 0 || shown < options.count)) {
+    if (!source.next()) {
+      if (interrupted()) return;
+      throw CommandFailure(format("camera {}: no frame within {} ms", options.camera, kFrameTimeoutMs));
+    }
+    const std::string file = options.out.empty() ? "" : source.save();
+    printFrame(source, file, options.json);
+    // The first frame's distance is to the start of the stream, when nobody was listening yet.
+    if (shown++ > 0) missed += source.metadata.framesSinceLastCall - 1;
+  }
+}
+
+}  // namespace tools
