@@ -19,8 +19,9 @@ bool isNameCharacter(char c) {
          c == '$';
 }
 
+/// Replaces until none is left: ">>>" holds ">>" twice.
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {
-  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from))
     text.replace(at, from.size(), to);
 }
 

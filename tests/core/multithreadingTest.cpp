@@ -52,6 +52,7 @@ TEST_F(MultithreadingTest, AuxiliaryPoolIsTheLargerOneOnlyUpToFourWorkers) {
 }
 
 TEST_F(MultithreadingTest, WithoutAPoolTasksRunInline) {
+  const LogCapture log(logger::verbosityErrors);
   std::thread::id ran;
   auto future =
       multithreading::startProcessingThread([&] { return ran = here(), multithreading::kTaskDone; }, "band");
