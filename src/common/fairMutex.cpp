@@ -25,3 +25,10 @@ void FairMutex::unlock() {
   // Under the queue mutex, since the waiter and its condition live on the woken thread's stack.
   next->turn.notify_one();
 }
+
+unsigned FairMutex::waiting() const {
+  MutexLock queue(queueMutex);
+  unsigned count = 0;
+  for (const Waiter* each = first; each; each = each->next) ++count;
+  return count;
+}

@@ -16,6 +16,9 @@ class CAPABILITY("mutex") FairMutex {
   void lock() ACQUIRE();
   void unlock() RELEASE();
 
+  /// Number of threads in line behind the owner.
+  unsigned waiting() const;
+
  private:
   struct Waiter {
     std::condition_variable turn;
@@ -23,7 +26,7 @@ class CAPABILITY("mutex") FairMutex {
     Waiter* next = nullptr;
   };
 
-  Mutex queueMutex;
+  mutable Mutex queueMutex;
   bool taken GUARDED_BY(queueMutex) = false;
   Waiter* first GUARDED_BY(queueMutex) = nullptr;
   Waiter* last GUARDED_BY(queueMutex) = nullptr;

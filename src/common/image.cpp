@@ -10,7 +10,7 @@ void copyImage(const image<T>& in, image<T>& out) {
     logger::error("Input and output images mismatch", LOG_HERE);
     return;
   }
-  if (!in.empty()) std::memcpy(out.data, in.data, in.pixelCount() * sizeof(T));
+  if (!in.empty()) std::memmove(out.data, in.data, in.pixelCount() * sizeof(T));
 }
 
 template void copyImage<unsigned short>(const image<unsigned short>&, image<unsigned short>&);

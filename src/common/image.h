@@ -4,12 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "common/rgb.h"
 #include "common/views.h"
 
 /// A plain image buffer that owns its pixels: width x height elements, row-major, no padding;
-/// pixel (x, y) is element y * width + x. An empty image has a null `data` and the size 0 x 0.
+/// pixel (x, y) is element y * width + x. An empty image, such as one that was moved from, has a null `data`
+/// and the size 0 x 0.
 template <typename T>
 struct image {
   T* data = nullptr;  ///< the pixels, owned by `storage`
@@ -19,6 +21,11 @@ struct image {
   std::uint32_t sizeBytes = 0;  ///< width * height * sizeof(T)
 
   image() = default;
+  image(image&& other) noexcept { swap(other); }
+  image& operator=(image&& other) noexcept {
+    image(std::move(other)).swap(*this);
+    return *this;
+  }
   image(std::uint16_t imageWidth, std::uint16_t imageHeight) { allocate(imageWidth, imageHeight); }
 
   /// Gives the image width x height zeroed pixels; the earlier ones are freed.
@@ -30,6 +37,13 @@ struct image {
     sizeBytes = static_cast<std::uint32_t>(pixelCount() * sizeof(T));
   }
   void release() { *this = image(); }
+  void swap(image& other) noexcept {
+    std::swap(data, other.data);
+    std::swap(width, other.width);
+    std::swap(height, other.height);
+    std::swap(storage, other.storage);
+    std::swap(sizeBytes, other.sizeBytes);
+  }
 
   std::size_t pixelCount() const { return std::size_t{width} * height; }
   bool empty() const { return data == nullptr; }

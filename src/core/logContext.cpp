@@ -19,8 +19,9 @@ bool isNameCharacter(char c) {
          c == '$';
 }
 
+/// Replaces until none is left: ">>>" holds ">>" twice.
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {
-  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from))
     text.replace(at, from.size(), to);
 }
 
@@ -70,6 +71,8 @@ void dropLastGroup(std::string_view& text, char opening, char closing) {
 /// Takes one scope, "Name" or "Name<...>", from the end of `text`; empty for an unnamed one. A function's
 /// parameter list and qualifiers are dropped.
 std::string_view takeScope(std::string_view& text) {
+  if (text.ends_with(']')) dropLastGroup(text, '[', ']');
+  while (text.ends_with(' ')) text.remove_suffix(1);
   while (text.ends_with(" const") || text.ends_with(" noexcept"))
     text.remove_suffix(text.size() - text.rfind(' '));
   if (text.ends_with('}')) {

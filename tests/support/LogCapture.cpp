@@ -51,6 +51,12 @@ std::size_t LogCapture::count(std::string_view text) const {
                     [text](const std::string& line) { return line.find(text) != std::string::npos; }));
 }
 
+std::string LogCapture::text() const {
+  std::string joined;
+  for (const std::string& line : lines()) joined += line + '\n';
+  return joined;
+}
+
 void LogCapture::clear() {
   MutexLock lock(collected->mutex);
   collected->lines.clear();

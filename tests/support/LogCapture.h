@@ -26,6 +26,8 @@ class LogCapture {
   bool contains(std::string_view text) const { return count(text) > 0; }
   /// Number of lines that contain `text`.
   std::size_t count(std::string_view text) const;
+  /// All lines, one per text line: what a failed expectation shows.
+  std::string text() const;
   void clear();
 
  private:

@@ -1,0 +1,237 @@
+#include "processing/process.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "acquisition/imageAcquisition.h"
+#include "core/settings.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+using Levels = std::vector<std::uint16_t>;
+
+/// A camera of 4 x 2 pixels whose frames the test writes.
+class Process : public testing::Test {
+ protected:
+  Process() {
+    settings::create(0, nullptr);
+    camera.processing.allocate(4, 2);
+  }
+  ~Process() override { settings::release(); }
+
+  /// Runs one frame; levels are repeated until the picture is full.
+  bool feed(const Levels& levels, std::uint64_t number, bool fromFilledSlot = true) {
+    auto& raw = camera.processing.rawImage;
+    for (std::size_t i = 0; i < raw.pixelCount(); ++i) raw.data[i] = levels[i % levels.size()];
+    camera.delivered.number = number;
+    camera.delivered.fromFilledSlot = fromFilledSlot;
+    FairLock lock(frameMutex);
+    return process(&camera);
+  }
+  static Levels pixels(const image<unsigned short>& picture) {
+    return {picture.data, picture.data + picture.pixelCount()};
+  }
+  Levels output() const { return pixels(camera.processing.outputImage); }
+
+  imageAcquisition camera{"test", false};
+  FrameStatistics& stats = camera.processing.statistics;
+  MappingState& mapping = camera.processing.mapping;
+};
+
+TEST_F(Process, WithoutAnImageSaysSo) {
+  LogCapture log;
+  camera.processing.release();
+  FairLock lock(frameMutex);
+  EXPECT_FALSE(process(&camera));
+  EXPECT_FALSE(process(nullptr));
+  EXPECT_EQ(log.count("process: acquisition image is NULL"), 2u);
+}
+
+TEST_F(Process, TheSameFrameNumberChangesNothing) {
+  ASSERT_TRUE(feed({10, 20}, 7));
+  const Levels first = output();
+  EXPECT_FALSE(feed({30, 90}, 7));
+  EXPECT_EQ(output(), first);
+  EXPECT_EQ(pixels(camera.processing.rawImage)[1], 90);
+  EXPECT_EQ(stats.statsMax, 20);
+  EXPECT_TRUE(feed({30, 90}, 3));  // the stream was started again
+  EXPECT_EQ(camera.processing.lastProcessedFrame, 3u);
+}
+
+// Levels of the first frame run from 1000 to 1255 with mean 1108; the second one is warmer by 100. Running
+// values then are 1010, 1118 and 1265: the shift of 90 is limited to 50, and a mapped level counts 257. Any
+// two of copy, statistics, compensation, mapping and output in another order give other numbers.
+TEST_F(Process, StagesRunInOrder) {
+  const Levels cold{1000, 1001, 1010, 1050, 1100, 1200, 1254, 1255};
+  Levels warm = cold;
+  for (auto& level : warm) level = static_cast<std::uint16_t>(level + 100);
+  mapping.levelCompensation = true;
+  ASSERT_TRUE(feed(cold, 1));
+  EXPECT_EQ(output(), (Levels{0, 257, 2570, 12850, 25700, 51400, 65278, 65535}));
+  ASSERT_TRUE(feed(warm, 2));
+
+  EXPECT_EQ(pixels(camera.processing.correctedCopy), warm);
+  EXPECT_EQ(stats.statsMin, 1010);
+  EXPECT_EQ(stats.statsMean, 1118);
+  EXPECT_EQ(stats.statsMax, 1265);
+  EXPECT_EQ(stats.frameMean, 1208);
+  EXPECT_EQ(stats.histogram[1355], 1u);
+  EXPECT_EQ(stats.histogram[1405], 0u);
+  EXPECT_EQ(stats.minPosition, (PixelPosition{0, 0}));
+  EXPECT_EQ(stats.maxPosition, (PixelPosition{3, 1}));
+  EXPECT_EQ(output(), (Levels{35980, 36237, 38550, 48830, 61680, 65535, 65535, 65535}));
+  EXPECT_EQ(pixels(camera.processing.zoomImage), output());
+  EXPECT_EQ(mapping.colorCounts[65535], 3u);
+  EXPECT_EQ(mapping.colorCounts[35981], 0u);
+  EXPECT_EQ(mapping.valueTable[35981], 1u);
+}
+
+TEST_F(Process, LevelCompensationIsGated) {
+  struct Gate {
+    bool on, calibrating, shutterRun;
+    std::uint16_t firstLevel;
+  };
+  // Frame mean 300 against 210: a shift of 50 where the gate is open.
+  for (const Gate gate : {Gate{true, false, false, 350}, Gate{false, false, false, 300},
+                          Gate{true, true, false, 300}, Gate{true, false, true, 300}}) {
+    camera.processing.allocate(4, 2);
+    mapping.mappingMode = 0;
+    mapping.levelCompensation = gate.on;
+    camera.processing.calibration.ffcCalibrating = gate.calibrating;
+    camera.processing.calibration.shutterFFCRunning = gate.shutterRun;
+    ASSERT_TRUE(feed({200}, 1));
+    ASSERT_TRUE(feed({300}, 2));
+    EXPECT_EQ(output()[0], gate.firstLevel);
+    // A cooler frame is shifted down.
+    ASSERT_TRUE(feed({100}, 3));
+    EXPECT_EQ(output()[0], gate.firstLevel == 350 ? 50 : 100);
+  }
+}
+
+TEST_F(Process, StatisticsAreSmoothed) {
+  EXPECT_EQ(stats.statsMeanF, -1.0f);
+  ASSERT_TRUE(feed({100, 200}, 1));
+  EXPECT_EQ(stats.statsMinF, 100.0f);
+  // 0.9 * 100 + 0.1 * 104 = 100.4; 0.9 * 150 + 0.1 * 217 = 156.7; 0.9 * 200 + 0.1 * 330 = 213.
+  ASSERT_TRUE(feed({104, 330}, 2));
+  EXPECT_EQ(stats.statsMin, 100);
+  EXPECT_EQ(stats.statsMean, 157);
+  EXPECT_EQ(stats.statsMax, 213);
+  EXPECT_EQ(stats.frameMean, 217);
+  EXPECT_NEAR(stats.statsMinF, 100.4f, 1e-4f);
+  // 0.9 * 100.4 + 0.1 * 104 = 100.76: the running value is kept in fractions.
+  ASSERT_TRUE(feed({104, 330}, 3));
+  EXPECT_EQ(stats.statsMin, 101);
+
+  stats.statsSmoothing = 0.0f;
+  ASSERT_TRUE(feed({5, 8}, 4));
+  EXPECT_EQ(stats.statsMin, 5);
+  EXPECT_EQ(stats.statsMean, 6);  // 6.5, truncated before smoothing
+  EXPECT_EQ(stats.statsMax, 8);
+  ASSERT_TRUE(feed({0}, 5));
+  stats.statsSmoothing = 0.9f;
+  ASSERT_TRUE(feed({1000}, 6));
+  EXPECT_EQ(stats.statsMin, 100);  // a running value of 0 is one like any other
+  stats.statsMaxF = -1.0f;         // the marker restarts one value alone
+  ASSERT_TRUE(feed({100, 2000}, 7));
+  EXPECT_EQ(stats.statsMax, 2000);
+  EXPECT_EQ(stats.statsMin, 100);
+}
+
+TEST_F(Process, TheRingsInitialZerosSeedNothing) {
+  ASSERT_TRUE(feed({0}, 1, false));
+  EXPECT_EQ(stats.statsMinF, -1.0f);
+  EXPECT_EQ(stats.statsMeanF, -1.0f);
+  EXPECT_EQ(stats.statsMaxF, -1.0f);
+  EXPECT_EQ(stats.histogram[0], 8u);
+
+  ASSERT_TRUE(feed({1000, 2000}, 2));
+  EXPECT_EQ(stats.statsMin, 1000);
+  ASSERT_TRUE(feed({0}, 3, false));
+  EXPECT_EQ(stats.statsMean, 0);
+  EXPECT_EQ(stats.statsMeanF, 1500.0f);
+  ASSERT_TRUE(feed({0}, 4));  // the same picture from a slot that was filled
+  EXPECT_EQ(stats.statsMean, 1350);
+}
+
+TEST_F(Process, MappingModes) {
+  const Levels levels{0, 3, 10, 65535};
+  const struct {
+    int mode;
+    std::uint16_t low, high;
+    Levels expected;
+    bool counted;
+  } cases[] = {
+      {0, 5, 10, {0, 3, 10, 65535}, true},
+      {1, 5, 10, {0, 3, 10, 65535}, true},
+      {2, 5, 10, {0, 0, 65535, 65535}, true},
+      {2, 10, 5, {0, 3, 10, 65535}, false},
+      {2, 10, 10, {65535, 65535, 65535, 65535}, true},
+      {5, 5, 10, {0, 3, 10, 65535}, false},
+      {-1, 5, 10, {0, 3, 10, 65535}, false},
+  };
+  std::uint64_t number = 0;
+  for (const auto& c : cases) {
+    mapping.mappingMode = c.mode;
+    mapping.mappingLow = c.low;
+    mapping.mappingHigh = c.high;
+    mapping.colorCounts.assign(kLevels, 77);
+    mapping.valueTable.assign(kLevels, 78);
+    ASSERT_TRUE(feed(levels, ++number));
+    Levels both = c.expected;
+    both.insert(both.end(), c.expected.begin(), c.expected.end());
+    EXPECT_EQ(output(), both) << "mode " << c.mode << " from " << c.low;
+    EXPECT_EQ(mapping.colorCounts[20000], c.counted ? 0u : 77u);
+    const std::uint32_t before = c.expected[0] == 65535 ? 0u : c.expected[1] == 0 ? 4u : 2u;
+    EXPECT_EQ(mapping.valueTable[20000], c.counted ? before : 78u);
+  }
+}
+
+TEST_F(Process, GapsAreReportedWithinADump) {
+  const struct {
+    bool setting, flag;
+    std::uint64_t number;
+    const char* message;
+  } frames[] = {
+      {true, true, 5, nullptr},
+      {true, true, 6, nullptr},
+      {true, true, 8, "Missed frame (6>8)"},
+      {true, false, 11, nullptr},
+      {true, true, 20, nullptr},
+      {true, true, 21, nullptr},
+      {true, true, 25, "Missed frame (21>25)"},
+      {false, true, 30, nullptr},
+      {false, true, 40, nullptr},
+      {true, true, 50, nullptr},
+  };
+  LogCapture log;
+  // Flags cannot be switched off again by a parameter, so the record is made anew for each frame.
+  for (const auto& f : frames) {
+    settings::release();
+    settings::create(0, nullptr);
+    if (f.setting) settings::inst()->parseParam("tiffFrameDump");
+    camera.dumpFrames = f.flag;
+    log.clear();
+    ASSERT_TRUE(feed({1, 2}, f.number));
+    EXPECT_EQ(log.count("Missed frame"), f.message ? 1u : 0u) << f.number;
+    EXPECT_TRUE(f.message == nullptr || log.contains(f.message)) << f.number;
+    EXPECT_EQ(camera.processing.lastProcessedFrame, f.number);
+  }
+}
+
+TEST_F(Process, ShowsRawRangeAndTestPatternWhenAsked) {
+  LogCapture log;
+  ASSERT_TRUE(settings::inst()->parseParam("printAcqRawMinMax"));
+  ASSERT_TRUE(settings::inst()->parseParam("testPattern"));
+  ASSERT_TRUE(settings::inst()->parseParam("splitDemo"));
+  ASSERT_TRUE(feed({300, 100, 200}, 2));
+  EXPECT_TRUE(log.contains("100 300"));
+  EXPECT_EQ(output(), (Levels{2048, 2048, 2048, 2048, 2048, 2049, 2050, 2051}));
+  EXPECT_EQ(pixels(camera.processing.splitImage), pixels(camera.processing.zoomImage));
+}
+
+}  // namespace

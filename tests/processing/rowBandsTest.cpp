@@ -1,0 +1,41 @@
+#include "processing/rowBands.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using kernels::RowBand;
+
+TEST(RowBands, CorrectionStagesRoundTheBandUp) {
+  struct Case {
+    std::uint32_t tasks, height;
+    std::vector<RowBand> bands;
+  };
+  const Case cases[] = {
+      {1, 7, {{0, 7}}},
+      {3, 10, {{0, 4}, {4, 8}, {8, 10}}},
+      {4, 9, {{0, 3}, {3, 6}, {6, 9}, {9, 9}}},
+      {5, 3, {{0, 1}, {1, 2}, {2, 3}, {3, 3}, {3, 3}}},
+      {2, 0, {{0, 0}, {0, 0}}},
+      {0, 480, {{0, 480}}},
+      {0, 65536, {{0, 65535}, {65535, 65536}}},
+  };
+  for (const Case& c : cases)
+    for (std::uint32_t t = 0; t < c.bands.size(); ++t)
+      EXPECT_EQ(kernels::rowBand(t, c.tasks, c.height), c.bands[t])
+          << t << " of " << c.tasks << ", " << c.height;
+  EXPECT_EQ(kernels::rowBand(0xFFFFFFFF, 2, 0xFFFFFFFF),
+            (RowBand{0xFFFFFFFF, 0xFFFFFFFF}));  // no wrap to row 0
+}
+
+TEST(RowBands, ColourStripesLeaveTheRemainderAlone) {
+  EXPECT_EQ(kernels::stripeBand(0, 4, 481), (RowBand{0, 120}));
+  EXPECT_EQ(kernels::stripeBand(3, 4, 481), (RowBand{360, 480}));
+  EXPECT_EQ(kernels::stripeBand(1, 2, 3), (RowBand{1, 2}));
+  EXPECT_TRUE(kernels::stripeBand(2, 4, 3).empty());
+  EXPECT_TRUE(kernels::stripeBand(0, 0, 480).empty());
+}
+
+}  // namespace

@@ -1,0 +1,31 @@
+#include "support/allocationCounter.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+std::atomic<std::uint64_t> allocations{0};
+
+void* allocate(std::size_t bytes, std::size_t alignment) {
+  allocations.fetch_add(1, std::memory_order_relaxed);
+  const std::size_t whole = bytes ? (bytes + alignment - 1) / alignment * alignment : alignment;
+  void* const block =
+      alignment > alignof(std::max_align_t) ? std::aligned_alloc(alignment, whole) : std::malloc(whole);
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+}  // namespace
+
+std::uint64_t allocationCount() { return allocations.load(std::memory_order_relaxed); }
+
+// The array and nothrow forms of the standard library come down to these.
+void* operator new(std::size_t bytes) { return allocate(bytes, alignof(std::max_align_t)); }
+void* operator new(std::size_t bytes, std::align_val_t alignment) {
+  return allocate(bytes, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }

@@ -1,0 +1,202 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tools/program.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+const std::vector<std::string> kBramble = {"--simulate", "bramble6"};
+
+std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more) {
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return arguments;
+}
+
+std::vector<json> jsonLines(const std::string& text) {
+  std::vector<json> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(json::parse(line));
+  return lines;
+}
+
+/// A directory of the test's own.
+class CommandLine : public testing::Test {
+ protected:
+  CommandLine()
+      : directory(std::filesystem::temp_directory_path() /
+                  (std::string("ombrix-") + testing::UnitTest::GetInstance()->current_test_info()->name() +
+                   std::to_string(getpid()))) {
+    std::filesystem::create_directories(directory);
+  }
+  ~CommandLine() override { std::filesystem::remove_all(directory); }
+
+  std::string read(const std::string& path) const {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  std::filesystem::path directory;
+};
+
+TEST_F(CommandLine, HelpAndVersionAreData) {
+  const Outcome help = runOmbrix({"--help"});
+  EXPECT_EQ(help.exitCode, 0);
+  for (const char* word : {"list", "info", "stream", "--simulate", "--verbose", "--data", "Exit codes"}) {
+    EXPECT_THAT(help.out, HasSubstr(word));
+  }
+  EXPECT_EQ(help.err, "");
+  const Outcome version = runOmbrix({"--version"});
+  EXPECT_EQ(version.exitCode, 0);
+  EXPECT_EQ(version.out, "ombrix " OMBRIX_VERSION "\n");
+}
+
+TEST_F(CommandLine, WrongArgumentsGiveOneLineAndExitCode) {
+  struct Case {
+    std::vector<std::string> arguments;
+    int exitCode;
+    const char* word;  // what the line must name
+  };
+  const std::string nowhere = (directory / "nowhere").string();
+  const std::string file = (directory / "file").string();
+  std::ofstream(file) << "x";
+  const std::vector<Case> cases = {
+      {{}, 2, "subcommand"},
+      {{"watch"}, 2, "watch"},
+      {{"list", "--frobnicate"}, 2, "--frobnicate"},
+      {{"list", "--verbose", "4"}, 2, "--verbose"},
+      {{"list", "--verbose", "loud"}, 2, "--verbose"},
+      {{"list", "--data", nowhere}, 2, "--data"},
+      {{"stream", "--count", "0"}, 2, "--count"},
+      {{"stream", "--count", "-3"}, 2, "--count"},
+      {{"stream", "--count", "99999999999999999999"}, 2, "--count"},
+      {{"stream", "--camera", "-1"}, 2, "--camera"},
+      {{"stream", "--raw", "--colour"}, 2, "--raw"},
+      {{"stream", "--preset", "1"}, 2, "--preset"},
+      {{"stream", "--simulate", "bramble6", "--colour", "--preset", "99"}, 2, "preset 99"},
+      {{"info", "--dump"}, 2, "--dump"},
+      {{"info", "--simulate", "bramble6", "--camera", "1"}, 1, "camera 1"},
+      {{"stream", "--simulate", "bramble6", "--count", "1", "--out", nowhere}, 1, "nowhere"},
+      {{"stream", "--simulate", "bramble6", "--count", "1", "--out", file}, 1, "file"},
+  };
+  for (const Case& test : cases) {
+    const Outcome outcome = runOmbrix(test.arguments);
+    SCOPED_TRACE(testing::PrintToString(test.arguments));
+    EXPECT_EQ(outcome.exitCode, test.exitCode);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, HasSubstr(test.word));
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+  }
+}
+
+TEST_F(CommandLine, AnUnknownScenarioFailsWithItsReason) {
+  const Outcome outcome = runOmbrix({"list", "--simulate", "teapot9"});
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, HasSubstr("teapot9"));
+}
+
+TEST_F(CommandLine, ListKeepsStandardOutputForData) {
+  // The general options may stand on either side of the subcommand; the loudest log must not reach the data.
+  const Outcome outcome =
+      runOmbrix({"--verbose", "3", "list", "--simulate", "bramble6,marlow3,hollis12", "--json"});
+  ASSERT_EQ(outcome.exitCode, 0);
+  const json cameras = json::parse(outcome.out);
+  ASSERT_EQ(cameras.size(), 3u);
+  const char* const models[] = {"Bramble 6", "Marlow 3", "Hollis 12"};
+  const int widths[] = {640, 320, 1280};
+  const int products[] = {0x96eb, 0x96ea, 0x96ec};
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(cameras[i]["index"], i);
+    EXPECT_EQ(cameras[i]["model"], models[i]);
+    EXPECT_EQ(cameras[i]["width"], widths[i]);
+    EXPECT_EQ(cameras[i]["productId"], products[i]);
+  }
+  EXPECT_THAT(outcome.err, HasSubstr("Video devices detected:"));
+}
+
+TEST_F(CommandLine, InfoTellsIdentityAndFlash) {
+  const Outcome outcome = runOmbrix(with({"info", "--json", "--parameters"}, kBramble));
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  const json info = json::parse(outcome.out);
+  EXPECT_EQ(info["model"], "Bramble 6");
+  EXPECT_EQ(info["width"], 640);
+  EXPECT_EQ(info["height"], 480);
+  EXPECT_EQ(info["frameRate"], 60.0);
+  EXPECT_NEAR(info["sensorTemperatureC"].get<double>(), 25.0, 0.5);  // just switched on
+  EXPECT_EQ(info["parameters"]["Serial number"], info["serialNumber"]);
+  EXPECT_EQ(info["parameters"]["Gain coefficients"], "<array>");
+}
+
+TEST_F(CommandLine, RawFramesLandInFilesAsTheLinesSay) {
+  const Outcome outcome =
+      runOmbrix(with({"stream", "--raw", "--count", "5", "--json", "--out", directory.string()}, kBramble));
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  const std::vector<json> lines = jsonLines(outcome.out);
+  ASSERT_EQ(lines.size(), 5u);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const json& line = lines[i];
+    if (i > 0) {
+      const auto step = line["frameNumber"].get<int>() - lines[i - 1]["frameNumber"].get<int>();
+      EXPECT_GE(step, 1);
+      EXPECT_EQ(line["framesSinceLastCall"], step);
+    }
+    const std::string bytes = read(line["file"]);
+    const std::string header = "P5\n640 480\n65535\n";
+    ASSERT_EQ(bytes.size(), header.size() + 640 * 480 * 2);
+    EXPECT_EQ(bytes.substr(0, header.size()), header);
+    unsigned low = 65535, high = 0;
+    for (std::size_t at = header.size(); at < bytes.size(); at += 2) {
+      const unsigned level =
+          static_cast<unsigned char>(bytes[at]) * 256u + static_cast<unsigned char>(bytes[at + 1]);
+      low = std::min(low, level);
+      high = std::max(high, level);
+    }
+    EXPECT_EQ(line["min"], low);
+    EXPECT_EQ(line["max"], high);
+  }
+  EXPECT_GT(lines.back()["max"], lines.back()["min"]);
+}
+
+TEST_F(CommandLine, ColourFramesLandInPngFiles) {
+  const Outcome outcome = runOmbrix({"stream", "--colour", "--preset", "2", "--count", "3", "--json", "--out",
+                                     directory.string(), "--simulate", "marlow3"});
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  const std::vector<json> lines = jsonLines(outcome.out);
+  ASSERT_EQ(lines.size(), 3u);
+  for (const json& line : lines) {
+    png_image picture{};
+    picture.version = PNG_IMAGE_VERSION;
+    ASSERT_NE(png_image_begin_read_from_file(&picture, line["file"].get<std::string>().c_str()), 0);
+    EXPECT_EQ(picture.width, 320u);
+    EXPECT_EQ(picture.height, 240u);
+    picture.format = PNG_FORMAT_RGB;
+    std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(picture));
+    ASSERT_NE(png_image_finish_read(&picture, nullptr, pixels.data(), 0, nullptr), 0);
+    EXPECT_EQ(line["min"], *std::min_element(pixels.begin(), pixels.end()));
+    EXPECT_EQ(line["max"], *std::max_element(pixels.begin(), pixels.end()));
+  }
+}
+
+TEST_F(CommandLine, AFullDiskIsAFailure) {
+  const Outcome outcome = runOmbrix(with({"stream", "--count", "2", "--json"}, kBramble), "/dev/full");
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: No space left on device"));
+}
+
+TEST_F(CommandLine, CtrlCEndsAStreamCleanly) {
+  RunningOmbrix program(with({"stream", "--json"}, kBramble));
+  ASSERT_NE(program.readLine(), "");
+  EXPECT_EQ(program.interrupt(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,97 @@
+#include "tools/program.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+// A program that hangs is ended by its alarm clock, which shows as "ended by a signal".
+constexpr unsigned kAlarmSeconds = 60;
+
+pid_t start(const std::vector<std::string>& arguments, int out, int err) {
+  std::vector<char*> argv;
+  const char* const program = OMBRIX_PROGRAM;
+  argv.push_back(const_cast<char*>(program));
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  const pid_t pid = fork();
+  if (pid != 0) return pid;
+  alarm(kAlarmSeconds);
+  dup2(out, STDOUT_FILENO);
+  dup2(err, STDERR_FILENO);
+  execv(program, argv.data());
+  _exit(127);
+}
+
+int exitCodeOf(pid_t pid) {
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+std::string contents(std::FILE* file) {
+  std::rewind(file);
+  std::string text;
+  char block[4096];
+  for (std::size_t n = 0; (n = std::fread(block, 1, sizeof block, file)) > 0;) text.append(block, n);
+  std::fclose(file);
+  return text;
+}
+
+}  // namespace
+
+Outcome runOmbrix(const std::vector<std::string>& arguments, const std::string& standardOutput) {
+  std::FILE* const out = standardOutput.empty() ? std::tmpfile() : std::fopen(standardOutput.c_str(), "w");
+  std::FILE* const err = std::tmpfile();
+  if (out == nullptr || err == nullptr) {
+    ADD_FAILURE() << "no file for the program's output";
+    return {};
+  }
+  Outcome outcome;
+  outcome.exitCode = exitCodeOf(start(arguments, fileno(out), fileno(err)));
+  if (standardOutput.empty()) {
+    outcome.out = contents(out);
+  } else {
+    std::fclose(out);
+  }
+  outcome.err = contents(err);
+  return outcome;
+}
+
+RunningOmbrix::RunningOmbrix(const std::vector<std::string>& arguments) {
+  int ends[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC) != 0) return;
+  pid = start(arguments, ends[1], STDERR_FILENO);
+  close(ends[1]);
+  outPipe = ends[0];
+}
+
+RunningOmbrix::~RunningOmbrix() {
+  if (pid > 0) {
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+  }
+  close(outPipe);
+}
+
+std::string RunningOmbrix::readLine() const {
+  std::string line;
+  for (char c = 0; read(outPipe, &c, 1) == 1;) {
+    line.push_back(c);
+    if (c == '\n') return line;
+  }
+  return {};
+}
+
+int RunningOmbrix::interrupt() {
+  kill(pid, SIGINT);
+  const int code = exitCodeOf(pid);
+  pid = -1;
+  return code;
+}
