@@ -8,14 +8,15 @@ namespace {
 using tools::Picture;
 
 TEST(LevelBounds, IgnoreDefectsByRank) {
-  std::vector<std::uint16_t> levels;
-  for (int i = 0; i < 1000; ++i) levels.push_back(static_cast<std::uint16_t>(5000 + i));
-  levels.front() = 0;     // a dead pixel
-  levels.back() = 16383;  // one at full scale
-  const auto [low, high] = tools::levelBounds(levels, 0.01, 0.99);
+  std::vector<std::uint32_t> counts(65536);
+  counts[0] = 1;  // a dead pixel
+  for (std::size_t level = 5001; level <= 5998; ++level) counts[level] = 1;
+  counts[16383] = 1;  // one at full scale
+  const auto [low, high] = tools::levelBounds(counts, 0.01, 0.99);
   EXPECT_EQ(low, 5009);   // rank truncate(0.01 * 999) = 9
   EXPECT_EQ(high, 5989);  // rank truncate(0.99 * 999) = 989
-  EXPECT_EQ(tools::levelBounds({}, 0.01, 0.99).second, 65535);
+  EXPECT_EQ(tools::levelBounds(counts, 0.0, 1.0), std::make_pair(std::uint16_t{0}, std::uint16_t{16383}));
+  EXPECT_EQ(tools::levelBounds(std::vector<std::uint32_t>(65536), 0.01, 0.99).second, 65535);
 }
 
 TEST(StretchLinear, SaturatesOutsideItsBounds) {

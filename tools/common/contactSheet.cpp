@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 
 #include "common/numerics.h"
 
@@ -44,13 +45,17 @@ void paste(const Picture& source, Picture& sheet, std::uint32_t left, std::uint3
 
 }  // namespace
 
-std::pair<std::uint16_t, std::uint16_t> levelBounds(const std::vector<std::uint16_t>& levels, double lowShare,
+std::pair<std::uint16_t, std::uint16_t> levelBounds(std::span<const std::uint32_t> counts, double lowShare,
                                                     double highShare) {
-  if (levels.empty()) return {std::uint16_t{0}, std::uint16_t{65535}};
-  std::vector<std::uint16_t> sorted = levels;
-  std::sort(sorted.begin(), sorted.end());
-  const auto last = static_cast<double>(sorted.size() - 1);
-  const auto atShare = [&](double share) { return sorted[truncateToU32(share * last)]; };
+  const std::uint64_t total = std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
+  if (total == 0) return {std::uint16_t{0}, std::uint16_t{65535}};
+  const auto atShare = [&](double share) {
+    const std::uint64_t rank = truncateToU32(share * static_cast<double>(total - 1));
+    std::uint64_t below = 0;
+    std::size_t level = 0;
+    while (level + 1 < counts.size() && below + counts[level] <= rank) below += counts[level++];
+    return saturateToU16(static_cast<std::int64_t>(level));
+  };
   return {atShare(lowShare), atShare(highShare)};
 }
 

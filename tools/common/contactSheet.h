@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -18,9 +19,10 @@ struct Picture {
   ImageView<const rgb_24b> view() const { return {pixels.data(), width, height}; }
 };
 
-/// The levels below which `lowShare` and `highShare` of the pixels lie (shares 0 to 1). Bounds by rank ignore
-/// the few dead pixels that would flatten the picture between minimum and maximum.
-std::pair<std::uint16_t, std::uint16_t> levelBounds(const std::vector<std::uint16_t>& levels, double lowShare,
+/// The levels below which `lowShare` and `highShare` of the counted pixels lie (shares 0 to 1). counts: of
+/// every level, as a frame's histogram. Bounds by rank ignore the few dead pixels that would flatten the
+/// picture between minimum and maximum. Without a count: 0 and 65535.
+std::pair<std::uint16_t, std::uint16_t> levelBounds(std::span<const std::uint32_t> counts, double lowShare,
                                                     double highShare);
 
 /// A raw frame as grey picture: low becomes black, high white, linear between.

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "tools/common/contactSheet.h"
-#include "tools/demo/frameLog.h"
+#include "tools/common/frameLog.h"
 
 namespace tools {
 

@@ -19,6 +19,17 @@ namespace {
 /// Largest power of two that the 16-bit size register can hold.
 constexpr std::size_t kLargestTransfer = 32768;
 
+/// " {:02x}" per byte, by hand: a dump has ten million.
+std::string hexDump(std::span<const std::uint8_t> bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text(bytes.size() * 3, ' ');
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    text[i * 3 + 1] = kDigits[bytes[i] >> 4];
+    text[i * 3 + 2] = kDigits[bytes[i] & 15];
+  }
+  return text;
+}
+
 }  // namespace
 
 bool CameraRegisters::readFlash(bool bootFlash, std::uint32_t address, std::span<std::uint8_t> bytes) {
@@ -93,9 +104,7 @@ bool CameraRegisters::showArray(const Parameter& parameter, bool dump, const Tex
     block.resize(size);
     complete = readFlash(false, parameter.address + done, block);
     if (!complete) break;
-    std::string text;
-    for (const std::uint8_t byte : block) text += format(" {:02x}", byte);
-    sink(text);
+    sink(hexDump(block));
     done += size;
   }
   sink("\n");

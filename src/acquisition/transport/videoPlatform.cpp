@@ -2,17 +2,14 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <string_view>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "acquisition/backends/simulated/SimulatedPlatform.h"
 #include "common/format.h"
 #include "common/mutex.h"
 #include "core/logger.h"
-
-#if __has_include("acquisition/backends/simulated/simulatedPlatform.h")
-#include "acquisition/backends/simulated/simulatedPlatform.h"
-#define OMBRIX_HAS_SIMULATED_BACKEND
-#endif
 
 namespace transport {
 namespace {
@@ -60,18 +57,23 @@ struct Backend {
 /// The backends built in; for real cameras first, since the first such one is the platform's own.
 const std::vector<Backend>& builtInBackends() {
   static const std::vector<Backend> backends = {
-#if defined(OMBRIX_HAS_SIMULATED_BACKEND)
-    {"simulated", simulated::makeSimulatedPlatform},
-#endif
+      {"simulated", [] { return simulation::makeSimulatedPlatform(); }},
   };
   return backends;
 }
 
 std::shared_ptr<VideoPlatform> ownPlatform() { return std::make_shared<NoCamerasPlatform>(); }
 
+std::string environment(const char* name) {
+  const char* const value = std::getenv(name);
+  return value ? value : "";
+}
+
+/// What the choice depends on.
+std::string choiceKey() { return environment("OMBRIX_BACKEND") + '\n' + environment("OMBRIX_SIMULATION"); }
+
 std::shared_ptr<VideoPlatform> choosePlatform() {
-  const char* const variable = std::getenv("OMBRIX_BACKEND");
-  const std::string_view wanted = variable ? variable : "";
+  const std::string wanted = environment("OMBRIX_BACKEND");
   if (wanted.empty()) return ownPlatform();
 
   std::string names;
@@ -87,7 +89,9 @@ std::shared_ptr<VideoPlatform> choosePlatform() {
 
 struct Current {
   Mutex mutex;
-  std::shared_ptr<VideoPlatform> platform GUARDED_BY(mutex);
+  std::shared_ptr<VideoPlatform> installed GUARDED_BY(mutex);
+  std::shared_ptr<VideoPlatform> chosen GUARDED_BY(mutex);
+  std::string chosenBy GUARDED_BY(mutex);  ///< the environment that `chosen` was made for
 };
 
 Current& current() {
@@ -99,14 +103,20 @@ Current& current() {
 
 std::shared_ptr<VideoPlatform> videoPlatform() {
   MutexLock lock(current().mutex);
-  auto& platform = current().platform;
-  if (!platform) platform = choosePlatform();
+  if (current().installed) return current().installed;
+  auto& platform = current().chosen;
+  const std::string key = choiceKey();
+  if (!platform || current().chosenBy != key) {
+    platform = choosePlatform();
+    current().chosenBy = key;
+  }
   return platform;
 }
 
 void installVideoPlatform(std::shared_ptr<VideoPlatform> platform) {
   MutexLock lock(current().mutex);
-  current().platform.swap(platform);
+  current().installed.swap(platform);
+  current().chosen.reset();
 }
 
 }  // namespace transport

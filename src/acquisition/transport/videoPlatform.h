@@ -149,9 +149,9 @@ class VideoPlatform {
                           std::unique_ptr<VideoDevice>& device) = 0;
 };
 
-/// The backend in use, chosen at first use: an installed one, else the one that the environment variable
-/// OMBRIX_BACKEND names, else the platform's own. Never null; a name that is not built in gives a platform
-/// whose `start` fails, after one log line.
+/// The backend in use: an installed one, else the one that the environment variable
+/// OMBRIX_BACKEND names, else the platform's own. The choice stays until that variable or OMBRIX_SIMULATION
+/// changes. Never null; a name that is not built in gives a platform whose `start` fails, after one log line.
 std::shared_ptr<VideoPlatform> videoPlatform();
 
 /// Makes `platform` the backend (tests); null returns to the choice by environment, made anew.

@@ -13,7 +13,7 @@ struct Delivery {
 
 /// What a run of deliveries says.
 struct StreamFigures {
-  std::uint64_t samplesProduced = 0;  ///< handed over by the backend, first to last delivered number
+  std::uint64_t samplesProduced = 0;  ///< by the backend, from the first to the last delivered frame
   std::uint64_t distinctFrames = 0;   ///< different frame numbers delivered
   std::uint64_t missed = 0;           ///< samplesProduced - distinctFrames
   double framesPerSecond = 0.0;
@@ -29,7 +29,9 @@ struct HandOver {
 };
 
 /// Pairs the deliveries with the backend's records by frame number. Both in the order of time.
-StreamFigures measure(const std::vector<Delivery>& deliveries, const std::vector<HandOver>& handOvers);
+/// dropped: samples that the backend made meanwhile and could not hand over, because nobody asked in time.
+StreamFigures measure(const std::vector<Delivery>& deliveries, const std::vector<HandOver>& handOvers,
+                      std::uint64_t dropped);
 
 /// The value below which `share` (0 to 1) of the values lie, by rank; 0 for none.
 double quantile(std::vector<double> values, double share);

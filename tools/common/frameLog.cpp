@@ -1,4 +1,4 @@
-#include "tools/demo/frameLog.h"
+#include "tools/common/frameLog.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,7 +16,8 @@ double quantile(std::vector<double> values, double share) {
   return values[std::clamp<std::size_t>(truncateToU32(rank), 1, values.size()) - 1];
 }
 
-StreamFigures measure(const std::vector<Delivery>& deliveries, const std::vector<HandOver>& handOvers) {
+StreamFigures measure(const std::vector<Delivery>& deliveries, const std::vector<HandOver>& handOvers,
+                      std::uint64_t dropped) {
   StreamFigures figures;
   if (deliveries.empty()) return figures;
   std::unordered_map<std::uint64_t, std::int64_t> handedOverNs;
@@ -26,6 +27,7 @@ StreamFigures measure(const std::vector<Delivery>& deliveries, const std::vector
     handedOverNs.emplace(sample.frameNumber, sample.steadyNs);
     if (sample.frameNumber >= first && sample.frameNumber <= last) ++figures.samplesProduced;
   }
+  figures.samplesProduced += dropped;
 
   std::set<std::uint64_t> numbers;
   std::vector<double> latenciesMs;
