@@ -22,8 +22,8 @@ class StageClock {
   }
   /// In whole microseconds, as milliseconds.
   static float elapsedMs(Clock::time_point start, Clock::time_point end) {
-    const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(end - start).count();
-    return static_cast<float>(static_cast<double>(ns / 1000) / 1000.0);
+    const auto elapsed = std::chrono::duration_cast<std::chrono::microseconds>(end - start);
+    return static_cast<float>(static_cast<double>(elapsed.count()) / 1000.0);
   }
 
  private:

@@ -20,6 +20,14 @@ void tabulateLevels(FrameContext& frame) {
   kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
 
+void equalizeLevels(FrameContext&) {
+  // The histogram gain control does not exist yet: levels pass unmapped, and the counts stay as they are.
+}
+
+void mapTemperatureWindow(FrameContext&) {
+  // Builds on the histogram gain control, so it waits for that as well, its narrow linear band included.
+}
+
 }  // namespace
 
 void mapLevels(FrameContext& frame) {
@@ -33,9 +41,9 @@ void mapLevels(FrameContext& frame) {
     case Ombrix::mappingManual:
       return mapBetween(frame, mapping.mappingLow, mapping.mappingHigh);
     case Ombrix::mappingEqualized:
+      return equalizeLevels(frame);
     case Ombrix::mappingTemperatureWindow:
-      // The histogram gain control that both build on does not exist yet: levels pass unmapped.
-      return;
+      return mapTemperatureWindow(frame);
     default:
       return;
   }

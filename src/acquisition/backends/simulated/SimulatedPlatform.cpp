@@ -75,8 +75,9 @@ std::uint64_t SimulatedPlatform::pump(std::size_t index, std::uint64_t count,
                                       std::chrono::milliseconds timeout) {
   std::shared_ptr<SampleDelivery> delivery;
   {
-    MutexLock lock(seats.at(index)->mutex);
-    delivery = seats[index]->delivery.lock();
+    auto& seat = *seats.at(index);
+    MutexLock lock(seat.mutex);
+    delivery = seat.delivery.lock();
   }
   return delivery ? delivery->pump(count, timeout) : 0;
 }

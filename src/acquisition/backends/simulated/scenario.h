@@ -7,6 +7,7 @@
 
 #include "acquisition/backends/simulated/cameraModel.h"
 #include "acquisition/backends/simulated/faults.h"
+#include "acquisition/backends/simulated/randomSource.h"
 #include "acquisition/backends/simulated/registers.h"
 #include "acquisition/backends/simulated/scene.h"
 
@@ -43,6 +44,9 @@ struct CameraSpec {
   FlashVariant flash = FlashVariant::Normal;
   TypeVariant types = TypeVariant::Normal;
   std::vector<Fault> faults;
+
+  /// Of this camera's fixed pattern and noise.
+  std::uint64_t detectorSeed() const { return mixBits(seed, serialNumber); }
 };
 
 struct Scenario {
