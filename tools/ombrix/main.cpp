@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <system_error>
 
+#include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
 #include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
@@ -37,6 +38,8 @@ constexpr const char* kFooter =
     "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written), 2 wrong arguments.\n"
     "Data goes to standard output, the log to standard error.";
 
+constexpr unsigned long long kLargestCount = 1'000'000'000'000;
+
 /// Each subcommand shares the general options, so they may stand before or behind its name.
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
   CLI::App* command = app.add_subcommand(name, description);
@@ -62,7 +65,7 @@ CLI::App* addStream(CLI::App& app, Options& options) {
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   stream->add_option("--count", options.count, "number of frames (without it: until Ctrl-C)")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1ULL, kLargestCount));
   CLI::Option* raw = stream->add_flag("--raw", options.raw, "thermal frames, 16-bit levels (the default)");
   CLI::Option* colour = stream->add_flag("--colour,--color", options.colour, "coloured frames");
   colour->excludes(raw);
@@ -75,12 +78,25 @@ CLI::App* addStream(CLI::App& app, Options& options) {
   return stream;
 }
 
+/// A scenario that cannot be read would only look like "no camera" later on.
+void useScenario(const std::string& text) {
+  simulation::Scenario scenario;
+  simulation::ScenarioError error;
+  if (!simulation::readScenario(text, scenario, error)) {
+    const std::string place = error.line == 0 ? "" : format(", line {}", error.line);
+    throw tools::CommandFailure(
+        format("--simulate: {}{}: {}", error.file.empty() ? text : error.file, place, error.reason),
+        tools::kExitUsage);
+  }
+  tools::simulate(text);
+}
+
 int run(int argc, char** argv) {
   Options options;
   CLI::App app("Works with uncooled thermal USB cameras.", "ombrix");
   app.set_version_flag("--version", "ombrix " OMBRIX_VERSION);
   app.footer(kFooter);
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // none is judged below: an unknown word is named first then
   app.add_option("--verbose", options.verbosity, "log level: 0 errors, 1 warnings, 2 information, 3 debug")
       ->check(CLI::Range(0, 3))
       ->capture_default_str();
@@ -104,9 +120,14 @@ int run(int argc, char** argv) {
     throw tools::CommandFailure(line, tools::kExitUsage);
   }
 
+  if (app.get_subcommands().empty()) {
+    throw tools::CommandFailure("a subcommand is needed: list, info or stream (see --help)",
+                                tools::kExitUsage);
+  }
+
   tools::logToStandardError();
   tools::catchInterrupts();
-  if (!options.scenario.empty()) tools::simulate(options.scenario);
+  if (!options.scenario.empty()) useScenario(options.scenario);
   OmbrixSDK sdk(static_cast<OmbrixSDK::verbosityLevel>(options.verbosity));
   if (!OmbrixSDK::mStatus) throw tools::CommandFailure("cameras cannot be listed");
   if (list->parsed()) {

@@ -68,18 +68,21 @@ double rounded(double value) { return std::round(value * 100.0) / 100.0; }
 void printFrame(const FrameSource& source, const std::string& file, bool json) {
   const Ombrix::metadata& metadata = source.metadata;
   const FrameFigures figures = source.figures();
+  // 0 K: the first frames come before the first reading.
+  const bool temperatureKnown = metadata.sensorTemperature > 0.0f;
   const double celsius = rounded(static_cast<double>(metadata.sensorTemperature) - 273.15);
   if (json) {
     nlohmann::ordered_json line = {
         {"frameNumber", metadata.frameNumber}, {"framesSinceLastCall", metadata.framesSinceLastCall},
-        {"sensorTemperatureC", celsius},       {"min", figures.min},
+        {"sensorTemperatureC", nullptr},       {"min", figures.min},
         {"mean", rounded(figures.mean)},       {"max", figures.max}};
+    if (temperatureKnown) line["sensorTemperatureC"] = celsius;
     if (!file.empty()) line["file"] = file;
     return printLine(line.dump());
   }
-  printLine(format("frame {:6}  +{}  {:.2f} C  min {:5}  mean {:8.2f}  max {:5}{}{}", metadata.frameNumber,
-                   metadata.framesSinceLastCall, celsius, figures.min, figures.mean, figures.max,
-                   file.empty() ? "" : "  ", file));
+  printLine(format("frame {:6}  +{}  {:>6} C  min {:5}  mean {:8.2f}  max {:5}{}{}", metadata.frameNumber,
+                   metadata.framesSinceLastCall, temperatureKnown ? format("{:.2f}", celsius) : "-",
+                   figures.min, figures.mean, figures.max, file.empty() ? "" : "  ", file));
 }
 
 void selectPreset(Ombrix& camera, int preset) {
