@@ -189,6 +189,17 @@ TEST(Streaming, StopWaitsForASampleInFlightAndForgetsTheRing) {
   EXPECT_TRUE(stream.connection->stopStreaming()) << "a second stop is harmless";
 }
 
+TEST(Streaming, ASampleAfterTheStopBeganIsNeitherTakenNorFollowed) {
+  Stream stream(ScriptedCamera::bramble6());
+  ASSERT_TRUE(stream.start());
+  stream.connection->beginStop();
+  EXPECT_TRUE(stream.pump(stream.sample(5)));
+  EXPECT_EQ(stream.frameCounter.load(), 0u);
+  EXPECT_EQ(stream.connection->droppedSamples(), 0u);
+  EXPECT_FALSE(stream.camera->sampleRequested());
+  EXPECT_TRUE(stream.connection->stopStreaming());
+}
+
 TEST(Streaming, StopIsBoundedWhenNoFrameBecomesReady) {
   for (const bool sampleCame : {false, true}) {
     Stream stream(ScriptedCamera::bramble6());
@@ -245,7 +256,7 @@ TEST(Streaming, RegistersAnswerWhileSamplesFlow) {
 
 TEST(Streaming, DestructionWaitsForATransferInProgress) {
   Stream stream(ScriptedCamera::bramble6());
-  std::atomic<bool> inTransfer{false}, release{false};
+  std::atomic<bool> inTransfer{false}, release{false}, destroyed{false};
   stream.camera->duringTransfer = [&] {
     inTransfer = true;
     waitFor([&] { return release.load(); });
@@ -255,8 +266,12 @@ TEST(Streaming, DestructionWaitsForATransferInProgress) {
     answer = registers.sendCommand("R12 0040 1F2E", "GAIN_IMAGE");
   });
   ASSERT_TRUE(waitFor([&] { return inTransfer.load(); }));
-  std::thread destroyer([&] { stream.connection.reset(); });
+  std::thread destroyer([&] {
+    stream.connection.reset();
+    destroyed = true;
+  });
   ASSERT_TRUE(waitFor([&] { return stream.camera->closed(); }));
+  EXPECT_FALSE(waitFor([&] { return destroyed.load(); }, std::chrono::milliseconds(50)));
   release = true;
   destroyer.join();
   commander.join();

@@ -166,6 +166,7 @@ TEST(ThreadPoolTest, RunPendingServesTheQueueWhileEveryWorkerIsBusy) {
 }
 
 TEST(ThreadPoolTest, ASteadyLoadAllocatesNothing) {
+  if (!kCountsAllocations) GTEST_SKIP() << "allocations are not counted in this build";
   const LogCapture log(logger::verbosityInfo);
   WorkerPool pool(2);
   std::array<std::uint64_t, 8> captured{};  // about what a band task carries

@@ -114,7 +114,6 @@ void UVCConnection::publish() {
   }
   // All, since a stopping thread may wait beside the consumer.
   ring.condition->notify_all();
-  if (arrivalSignal) arrivalSignal->notify();
   sampleSeen = true;
   if (arrivalSignal) arrivalSignal->notify();
 }

@@ -64,7 +64,7 @@ struct Guid {
   std::uint16_t b = 0;
   std::uint16_t c = 0;
   std::uint8_t d[8] = {};
-  friend auto operator<=>(const Guid&, const Guid&) = default;
+  friend auto operator<=>(const Guid&, const Guid&) = default;  // NOLINT(modernize-use-nullptr)
 };
 
 struct DeviceRecord {

@@ -84,16 +84,17 @@ std::int32_t SampleDelivery::request() {
 
 void SampleDelivery::beginClose() {
   MutexLock lock(mutex);
+  if (closeDeadline == Clock::time_point{}) closeDeadline = Clock::now() + kLongestClose;
   closing = true;
   condition.notify_all();
 }
 
 void SampleDelivery::close() {
   beginClose();
-  const auto deadline = Clock::now() + kLongestClose;
   MutexLock lock(mutex);
-  // A callback in progress is the receiver's own time; past the deadline only that is worth waiting for.
-  while (started && !ended && (inCallback || Clock::now() < deadline))
+  // A callback in progress is the receiver's own time; past the deadline only that is worth waiting for. The
+  // deadline counts from the first word about closing, so closing again, or many at once, takes no longer.
+  while (started && !ended && (inCallback || Clock::now() < closeDeadline))
     condition.wait_for(lock.native(), kSlice);
   receiver = nullptr;
   auto finished = std::exchange(thread, std::thread());

@@ -68,6 +68,7 @@ class SampleDelivery : public std::enable_shared_from_this<SampleDelivery> {
   std::thread thread GUARDED_BY(mutex);
   bool started GUARDED_BY(mutex) = false;
   bool closing GUARDED_BY(mutex) = false;
+  Clock::time_point closeDeadline GUARDED_BY(mutex){};
   bool ended GUARDED_BY(mutex) = false;  ///< the thread has left its loop for good
   bool inCallback GUARDED_BY(mutex) = false;
   bool requested GUARDED_BY(mutex) = false;

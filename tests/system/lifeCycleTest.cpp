@@ -1,0 +1,308 @@
+// Opening, steering, losing and closing cameras while frames flow.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <thread>
+
+#include "core/settings.h"
+#include "support/SdkRig.h"
+#include "support/waitFor.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kTimeoutMs = 20000;
+
+/// Destroys the SDK and says how long that took.
+Clock::duration closingTime(SdkRig& rig) {
+  const auto start = Clock::now();
+  rig.sdk.reset();
+  return Clock::now() - start;
+}
+
+/// Counts colour frames for a while.
+int framesWithin(Ombrix& camera, Clock::duration span) {
+  const auto end = Clock::now() + span;
+  int frames = 0;
+  while (Clock::now() < end) frames += camera.getColorFrame(nullptr, nullptr, 100);
+  return frames;
+}
+
+}  // namespace
+
+TEST(LifeCycle, WithoutCamerasItComesUpAndSaysSo) {
+  const LogCapture log;
+  unsetenv("OMBRIX_BACKEND");
+  {
+    OmbrixSDK sdk(OmbrixSDK::verbosityDebug, -3);
+    EXPECT_TRUE(OmbrixSDK::mStatus);
+    EXPECT_EQ(sdk.getDeviceCount(), 0);
+    EXPECT_EQ(sdk.getDeviceName(0), "Invalid index");
+    EXPECT_TRUE(settings::current().verbose);
+    EXPECT_EQ(settings::current().processingUnits, static_cast<int>(ThreadPool::hardwareThreads()));
+    sdk.parseCoreParameter(std::string("bitRate=7\0xyz", 13));
+    EXPECT_EQ(settings::current().bitRate, 7);
+    const OmbrixSDK copy(sdk);
+  }
+  EXPECT_TRUE(log.contains("No video backend for real cameras is built in"));
+  EXPECT_EQ(settings::inst(), nullptr);
+}
+
+TEST(LifeCycle, ACameraThatCannotBeOpenedSaysWhyAndHarmsNobody) {
+  SdkRig rig("marlow3,bramble6,hollis12;scene=coded;step=on;bramble6.fault=refuse-start:9");
+  rig.sdk->parseCoreParameter("HollisV4L2");
+  Ombrix unknown(7), refused(1), placeholder(2), good(0);
+  EXPECT_EQ(unknown.getErrorText(), "device 0x0000:0x0000 () not found!");
+  EXPECT_EQ(refused.getErrorText(), "Unable to start Bramble 6 streaming!");
+  EXPECT_EQ(placeholder.getErrorText(), "Unable to connect to Hollis 12!");
+  EXPECT_EQ(good.getErrorText(), "none");
+  for (const char* line : {"device 0x0000:0x0000 () not found!", "Unable to start Bramble 6 streaming!",
+                           "Unable to connect to Hollis 12!"}) {
+    EXPECT_EQ(rig.log.count(line), 1u) << line;
+  }
+  for (int handle : {0, 1, 2, 7}) EXPECT_TRUE(rig.sdk->isConnected(handle)) << handle;
+  EXPECT_FALSE(rig.sdk->isConnected(3));
+
+  ASSERT_EQ(rig.platform->pump(0, 1), 1u);
+  EXPECT_TRUE(good.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  for (Ombrix* dead : {&unknown, &refused, &placeholder}) {
+    EXPECT_FALSE(dead->getRawFrame(nullptr, nullptr, 5));
+    EXPECT_FALSE(dead->getColorFrame(nullptr, nullptr, 5));
+    dead->closeShutter();
+    dead->softwareTriggerRequest();
+    int preset = 3;
+    dead->setColorPreset(preset);
+    EXPECT_EQ(dead->getSerialNumber(), dead == &refused ? "466001360" : "");
+  }
+  EXPECT_LT(closingTime(rig), 2s);
+}
+
+TEST(LifeCycle, AnUnknownHandleGetsNeutralAnswers) {
+  SdkRig rig("marlow3;step=on");
+  Ombrix first(0);
+  Ombrix camera(first);
+  rig.sdk.reset();
+  rig.log.clear();
+  Ombrix::metadata md;
+  std::uint64_t width = 3, height = 3;
+  unsigned short a = 1, b = 1, c = 1, d = 1;
+  int preset = 44;
+  EXPECT_FALSE(camera.getRawFrame(nullptr, &md, -1));
+  EXPECT_FALSE(camera.getColorFrame(nullptr, &md, -1));
+  EXPECT_FALSE(camera.getImageSize(width, height));
+  camera.getSensorSettings(a, b, c, d);
+  EXPECT_EQ(width + height + a + b + c + d, 0u);
+  EXPECT_EQ(camera.getPartNumber() + camera.getSerialNumber() + camera.getErrorText(), "");
+  EXPECT_EQ(camera.getDeviceFrameRate() + camera.getProcessingFrameRate() + camera.getSensorTemperature(),
+            0.0f);
+  EXPECT_FALSE(camera.setDeviceFrameRate(30.0f));
+  camera.setProcessingFrameRate(30.0f);
+  camera.softwareTriggerRequest();
+  camera.closeShutter();
+  camera.openShutter();
+  camera.setMappingMode(Ombrix::mappingManual, 1, 2);
+  EXPECT_EQ(camera.getMappingMode(), Ombrix::mappingHistogramTable);
+  camera.setColorPreset(preset);
+  EXPECT_EQ(preset, 44);
+  EXPECT_EQ(camera.getColorPreset(), 0);
+  camera.setFreeRun(true);
+  EXPECT_FALSE(camera.getFreeRun());
+  EXPECT_EQ(rig.log.count("Device not found in connected devices list. Handle: 0"), 21u);
+  EXPECT_EQ(rig.log.lines().size(), 21u) << rig.log.text();
+}
+
+TEST(LifeCycle, UnplugLeavesTheOtherCameraAlone) {
+  SdkRig rig(kFullSpeed ? "marlow3,bramble6;scene=coded" : "marlow3,bramble6;scene=coded;step=on");
+  Ombrix survivor(0), victim(1);
+  const auto pump = [&](std::size_t index) {
+    if (!kFullSpeed) rig.platform->pump(index, 1);
+  };
+  pump(0);
+  pump(1);
+  ASSERT_TRUE(survivor.getColorFrame(nullptr, nullptr, kTimeoutMs));
+  ASSERT_TRUE(victim.getColorFrame(nullptr, nullptr, kTimeoutMs));
+  ASSERT_EQ(rig.platform->camera(1).apply("unplug"), "");
+  ASSERT_TRUE(waitFor([&] {
+    pump(1);
+    return SdkRig::acquisition(1).isLost();
+  }));
+  while (victim.getColorFrame(nullptr, nullptr, 0)) {
+  }
+  if (kFullSpeed) {
+    EXPECT_GE(framesWithin(survivor, 1s), 48) << "of 60";
+  } else {
+    for (int i = 0; i < 8; ++i) {
+      pump(0);
+      EXPECT_TRUE(survivor.getColorFrame(nullptr, nullptr, kTimeoutMs));
+    }
+  }
+  EXPECT_FALSE(victim.getColorFrame(nullptr, nullptr, 5));
+  EXPECT_TRUE(rig.sdk->isConnected(1));
+  EXPECT_EQ(victim.getErrorText(), "none");
+  EXPECT_EQ(rig.log.count("camera lost"), 1u) << rig.log.text();
+  EXPECT_LT(closingTime(rig), 2s);
+}
+
+TEST(LifeCycle, RawAndColourConsumersBothGetTheirFrames) {
+  SdkRig rig(kFullSpeed ? "marlow3;scene=coded" : "marlow3;scene=coded;step=on");
+  Ombrix camera(0);
+  constexpr std::uint64_t kFrames = 90;
+  std::atomic<std::uint64_t> rawLast{0}, colorLast{0}, rawCount{0}, colorCount{0};
+  std::thread rawConsumer([&] {
+    Ombrix own(camera);
+    Ombrix::metadata md;
+    while (rawLast < kFrames && own.getRawFrame(nullptr, &md, kTimeoutMs)) {
+      ++rawCount;
+      rawLast = md.frameNumber;
+    }
+  });
+  std::thread colorConsumer([&] {
+    Ombrix own(camera);
+    Ombrix::metadata md;
+    while (colorLast < kFrames && own.getColorFrame(nullptr, &md, kTimeoutMs)) {
+      ++colorCount;
+      colorLast = md.frameNumber;
+    }
+  });
+  for (std::uint64_t n = 1; !kFullSpeed && n <= kFrames; ++n) {
+    rig.platform->pump(0, 1);
+    ASSERT_TRUE(waitFor([&] { return rawLast == n && colorLast == n; }, 20s)) << n;
+  }
+  rawConsumer.join();
+  colorConsumer.join();
+  const std::uint64_t wanted = kFullSpeed ? kFrames * 95 / 100 : kFrames;
+  EXPECT_GE(rawCount, wanted);
+  EXPECT_GE(colorCount, wanted);
+}
+
+TEST(LifeCycle, DestructionFreesBlockedCallers) {
+  SdkRig rig("marlow3,bramble6;scene=coded;step=on");
+  Ombrix published(0), silent(1);
+  ASSERT_EQ(rig.platform->pump(0, 1), 1u);
+  ASSERT_TRUE(published.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  ASSERT_TRUE(published.getColorFrame(nullptr, nullptr, kTimeoutMs));
+  std::atomic<int> rawAnswer{-1}, colorAnswer{-1}, silentAnswer{-1};
+  std::thread a([&] { rawAnswer = published.getRawFrame(nullptr, nullptr, -1); });
+  std::thread b([&] { colorAnswer = Ombrix(published).getColorFrame(nullptr, nullptr, -1); });
+  std::thread c([&] { silentAnswer = silent.getColorFrame(nullptr, nullptr, 3600000); });
+  ASSERT_TRUE(
+      waitFor([&] { return SdkRig::acquisition(0).users == 2 && SdkRig::acquisition(1).users == 1; }));
+  EXPECT_LT(closingTime(rig), 2s);
+  a.join();
+  b.join();
+  c.join();
+  EXPECT_EQ(rawAnswer, 1) << "the last frame once more";
+  EXPECT_EQ(colorAnswer, 1);
+  EXPECT_EQ(silentAnswer, 0) << "there never was a frame";
+}
+
+TEST(LifeCycle, DestructionIsBoundedWhateverTheCameraDoes) {
+  for (const char* fault : {"unplug", "stall", "slow-stop:10000", "failed:1000000", "short:1000000"}) {
+    SdkRig rig("marlow3,bramble6,hollis12;scene=coded");
+    Ombrix cameras[] = {Ombrix(0), Ombrix(1), Ombrix(2)};
+    for (auto& camera : cameras) ASSERT_TRUE(camera.getColorFrame(nullptr, nullptr, kTimeoutMs));
+    for (std::size_t i = 0; i < 3; ++i) ASSERT_EQ(rig.platform->camera(i).apply(fault), "");
+    EXPECT_LT(closingTime(rig), 2s) << fault;
+    EXPECT_EQ(rig.platform->startCount(), 0) << fault;
+  }
+}
+
+TEST(LifeCycle, FreeRunOffPairsFramesOfThatCameraOnly) {
+  SdkRig rig("marlow3,bramble6;scene=coded;rate=100");
+  Ombrix paired(0), other(1);
+  EXPECT_TRUE(paired.getFreeRun());
+  paired.setFreeRun(false);
+  EXPECT_FALSE(other.getFreeRun());
+  // What was published before the switch may still be taken.
+  ASSERT_TRUE(waitFor([&] { return !other.getRawFrame(nullptr, nullptr, 50); }));
+  EXPECT_TRUE(paired.getRawFrame(nullptr, nullptr, kTimeoutMs)) << "paired with the next temperature";
+  paired.setFreeRun(true);
+  EXPECT_TRUE(other.getRawFrame(nullptr, nullptr, kTimeoutMs));
+}
+
+TEST(LifeCycle, ParametersAndControlsChangeWhileFramesFlow) {
+  SdkRig rig("marlow3;scene=coded;rate=200");
+  Ombrix camera(0);
+  std::atomic<bool> stop{false};
+  std::thread parser([&] {
+    for (int i = 0; !stop; ++i) {
+      rig.sdk->parseCoreParameter(i % 2 ? "font=A" : "font=Calibri_24_AA");
+      rig.sdk->parseCoreParameter("bitRate=" + std::to_string(i));
+    }
+  });
+  std::thread controls([&] {
+    for (int i = 0; !stop; ++i) {
+      int preset = i % 13 - 1;
+      camera.setColorPreset(preset);
+      camera.setMappingMode(i % 2 ? Ombrix::mappingManual : Ombrix::mappingLinear, 100, 9000);
+      camera.softwareTriggerRequest();
+      camera.closeShutter();
+      camera.openShutter();
+    }
+  });
+  TakenFrame frame(camera);
+  for (int i = 0; i < 30; ++i) EXPECT_TRUE(frame.takeColor(camera, kTimeoutMs));
+  stop = true;
+  parser.join();
+  controls.join();
+}
+
+TEST(LifeCycle, ControlsJudgeTheirArguments) {
+  SdkRig rig("marlow3;scene=coded;step=on");
+  Ombrix camera(0);
+  const auto preset = [&](int index) {
+    camera.setColorPreset(index);
+    return index * 100 + camera.getColorPreset();
+  };
+  EXPECT_EQ(preset(-1), 1010);
+  EXPECT_EQ(preset(11), 0);
+  EXPECT_EQ(preset(4), 404);
+
+  const auto& mapping = SdkRig::acquisition(0).processing.mapping;
+  camera.setMappingMode(Ombrix::mappingManual, 12.9f, 60000.0f);
+  camera.setMappingMode(Ombrix::mappingLinear, -5.0f, 70000.0f);
+  EXPECT_EQ(camera.getMappingMode(), Ombrix::mappingLinear);
+  EXPECT_EQ(mapping.mappingLow, 12);
+  EXPECT_EQ(mapping.mappingHigh, 60000);
+  camera.setMappingMode(Ombrix::mappingEqualized, 0.5f, NAN);
+  EXPECT_EQ(mapping.mappingParameter, 0.5f);
+  EXPECT_EQ(mapping.mappingHigh, 60000);
+
+  auto& limit = SdkRig::acquisition(0).rateLimit;
+  for (const auto& [given, stored] : {std::pair{0.2f, 1.0f}, {NAN, 1.0f}, {25.0f, 25.0f}}) {
+    camera.setProcessingFrameRate(given);
+    EXPECT_EQ(limit, stored) << given;
+  }
+  EXPECT_FALSE(camera.setDeviceFrameRate(30.0f));
+  EXPECT_TRUE(rig.log.contains("Not implemented."));
+}
+
+TEST(LifeCycle, ARateLimitThinsTheFrames) {
+  SdkRig rig("marlow3;scene=coded;rate=100");
+  Ombrix camera(0);
+  camera.setProcessingFrameRate(5.0f);
+  Ombrix::metadata md;
+  // Every processed frame then stands for at least a fifth of a second of samples.
+  ASSERT_TRUE(camera.getRawFrame(nullptr, &md, kTimeoutMs));
+  ASSERT_TRUE(
+      waitFor([&] { return camera.getRawFrame(nullptr, &md, kTimeoutMs) && md.framesSinceLastCall >= 15; }));
+}
+
+TEST(LifeCycle, TheShutterMovesOnTheModelsThatHaveOne) {
+  SdkRig rig("marlow3,bramble6,hollis12;step=on");
+  Ombrix cameras[] = {Ombrix(0), Ombrix(1), Ombrix(2)};
+  for (std::size_t i = 0; i < 3; ++i) {
+    const auto before = rig.platform->camera(i).transfers().size();
+    cameras[i].closeShutter();
+    EXPECT_EQ(rig.platform->camera(i).shutterClosed(), i != 0);
+    EXPECT_EQ(rig.platform->camera(i).transfers().size(), before + (i != 0)) << "written without a reply";
+    cameras[i].openShutter();
+    EXPECT_FALSE(rig.platform->camera(i).shutterClosed());
+  }
+}
