@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "common/format.h"
+#include "core/logger.h"
 #include "tools/common/imageFiles.h"
-#include "tools/common/session.h"
 #include "tools/demo/modelRun.h"
 
 namespace {
@@ -31,7 +31,6 @@ constexpr Play kPlays[] = {
     {"bramble6", "single/640x480_hoses.pgm", "fit=12..24;pattern=0.04", 4},
     {"hollis12", "single/640x512_aerial_tracks.pgm", "fit=-3..10;pattern=0.04", 5},
 };
-constexpr std::uint32_t kCellWidth = 640;
 
 double rounded(double value) { return std::round(value * 1000.0) / 1000.0; }
 
@@ -74,10 +73,17 @@ void report(const ModelResult& result) {
   std::fflush(stdout);
 }
 
+/// The SDK starts once per model; that the logger runs already is no news here.
+void showLogLine(std::string_view line) {
+  if (line.find("Logger has already been initialized") != std::string_view::npos) return;
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
 int run(int argc, char** argv) {
   std::string out = "demo-output";
   std::string scenes = "data/scenes";
   int frames = 600;
+  std::uint32_t cellWidth = 640;
   CLI::App app("Plays real thermal frames through simulated cameras and measures the SDK.", "ombrix-demo");
   app.add_option("--out", out, "directory for pictures and report")
       ->check(CLI::ExistingDirectory)
@@ -88,6 +94,9 @@ int run(int argc, char** argv) {
   app.add_option("--frames", frames, "colour frames for each model")
       ->check(CLI::Range(10, 1000000))
       ->capture_default_str();
+  app.add_option("--cell", cellWidth, "width of a picture on the contact sheet")
+      ->check(CLI::IsMember({160, 320, 640, 1280}))
+      ->capture_default_str();
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -96,7 +105,7 @@ int run(int argc, char** argv) {
     return 2;
   }
 
-  tools::logToStandardError();
+  logger::setConsoleSink(showLogLine);
   nlohmann::ordered_json models = nlohmann::ordered_json::array();
   std::vector<std::pair<tools::Picture, tools::Picture>> pictures;
   for (const Play& play : kPlays) {
@@ -109,7 +118,7 @@ int run(int argc, char** argv) {
     require(tools::writePng(format("{}/{}.png", out, play.model), result.colourPicture.view()));
     pictures.emplace_back(std::move(result.rawPicture), std::move(result.colourPicture));
   }
-  require(tools::writePng(out + "/contact-sheet.png", tools::contactSheet(pictures, kCellWidth).view()));
+  require(tools::writePng(out + "/contact-sheet.png", tools::contactSheet(pictures, cellWidth).view()));
   const std::string text = nlohmann::ordered_json{{"models", models}}.dump(2) + "\n";
   require(tools::writeFile(out + "/report.json", text.data(), text.size()));
   std::printf("pictures and report.json are in %s\n", out.c_str());
