@@ -202,7 +202,6 @@ TEST(SimulatedDelivery, SlowStopIsLeftBehind) {
   EXPECT_LT(taken, std::chrono::milliseconds(2500));
   session.close();
   session.device.reset();
-  const auto camera = std::weak_ptr<SimulatedPlatform>(session.platform);
   EXPECT_EQ(session.receiver.afterClose, 0);
 }
 
