@@ -92,6 +92,7 @@ void SampleDelivery::close() {
   beginClose();
   const auto deadline = Clock::now() + kLongestClose;
   MutexLock lock(mutex);
+  if (receiver == nullptr) return;  // closed before; an overdue thread is not waited for twice
   // A callback in progress is the receiver's own time; past the deadline only that is worth waiting for.
   while (started && !ended && (inCallback || Clock::now() < deadline))
     condition.wait_for(lock.native(), kSlice);
