@@ -77,6 +77,11 @@ class imageAcquisition {
   void initImageBuffers();
   void freeImageBuffers();
 
+  /// Evaluates the polynomial calibration at the current sensor temperature into the gain and offset maps, on
+  /// `processingPool`. False when there is nothing to do: no polynomials of the camera's size, an unknown
+  /// model, no finite temperature, or less than 0.01 K since the last evaluation. With the frame mutex held.
+  bool updatePolyfit();
+
   /// Copies the newest raw frame into `out`. Waits without limit; `timeout` is accepted and not used. Zeros
   /// and false when the error flag is set, nothing is acquiring, or the object is stopping.
   bool getImage(image<unsigned short>& out, int timeout);

@@ -19,17 +19,7 @@ void refreshFlatField(FrameContext& frame) {
   // There are no tables to choose from yet.
 }
 
-void applyFlatField(FrameContext& frame) {
-  if (!frame.data.flatField.shutterlessCorrection) return;
-  // There is no table or polynomial to apply yet.
-}
-
 void applyManualFlatField(FrameContext& frame) {
   if (!frame.data.flatField.flatFieldCorrection && !frame.shutterRun()) return;
   // There is no manual table yet, and no run that would make one.
-}
-
-void correctTemperatures(FrameContext& frame) {
-  if (!frame.data.radiometry.radiometricCorrection || !frame.data.flatField.shutterlessCorrection) return;
-  // No thermographic table is loaded yet.
 }
