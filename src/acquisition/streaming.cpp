@@ -29,12 +29,8 @@ bool imageAcquisition::startStreaming() {
   }
   ring.allocate(device.width, device.height);
   device.connection->setArrivalSignal(&frameArrivals);
-  {
-    MutexLock lock(ring.mutex);  // the transport takes addresses only, but they name guarded fields
-    device.connection->setAcqPointers(ring.slotPointers.data(), &ring.writeIndex, &ring.mutex,
-                                      &ring.frameCounter, FrameRing::kSlots, &ring.condition,
-                                      &ring.frameReady);
-  }
+  device.connection->setAcqPointers(ring.slotPointers.data(), &ring.writeIndex, &ring.mutex,
+                                    &ring.frameCounter, FrameRing::kSlots, &ring.condition, &ring.frameReady);
   startTemperatureWorker();
   if (startTransport()) return true;
   errorFlag = true;

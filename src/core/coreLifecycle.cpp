@@ -118,9 +118,10 @@ bool Core::openCamera(int handle, const std::string& dataPath) {
   }
   if (!settings::inst()) return false;  // no SDK object: its error line says so
   imageAcquisition* const camera = cameraList.add(std::make_unique<imageAcquisition>(dataPath, true));
-  registry::add(handle, camera);
   if (!camera->setUSBDevice(UVCConnection::describeDevice(handle), 0, handle)) camera->prepared = true;
   initLocked();
+  // Only now, so that no other thread meets a half-prepared camera.
+  registry::add(handle, camera);
   if (!camera->ready) return false;
   logger::debug(format("Device connected. Handle: {:d}", handle), LOG_HERE);
   return true;
@@ -136,6 +137,8 @@ void Core::cleanup() {
   registry::beginClosing();
   workerRunningFlag = false;
   freeRunMode = false;
+  // A camera being opened on another thread gives up at its next transfer, each of which may take seconds.
+  UVCConnection::refuseTransfers(true);
   MutexLock lock(coreMutex);
   workerRunningFlag = false;  // a camera that was being opened meanwhile may have started the worker
   freeRunMode = false;
@@ -152,4 +155,5 @@ void Core::cleanup() {
   logger::info("\033[1;32mDone.", LOG_HERE);
   removeViewerFiles();
   settings::release();
+  UVCConnection::refuseTransfers(false);
 }

@@ -213,6 +213,16 @@ TEST(LifeCycle, DestructionIsBoundedWhateverTheCameraDoes) {
   }
 }
 
+TEST(LifeCycle, DestructionOvertakesASlowOpening) {
+  // Twenty transfers of 400 ms each would be needed to open this camera.
+  SdkRig rig("marlow3;scene=coded;step=on;fault=slow-register:400:1000");
+  std::thread opener([] { Ombrix camera(0); });
+  EXPECT_TRUE(waitFor([&] { return !rig.platform->camera(0).transfers().empty(); }));
+  EXPECT_LT(closingTime(rig), 2s);
+  opener.join();
+  EXPECT_EQ(rig.platform->startCount(), 0);
+}
+
 TEST(LifeCycle, FreeRunOffPairsFramesOfThatCameraOnly) {
   SdkRig rig("marlow3,bramble6;scene=coded;rate=100");
   Ombrix paired(0), other(1);

@@ -1,6 +1,7 @@
 #include "acquisition/transport/UVCConnection.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <utility>
 
@@ -19,6 +20,8 @@ namespace {
 
 constexpr std::uint32_t kFourccY16 = 0x20363159;  // "Y16 "
 constexpr transport::Guid kKnownUnits[] = {transport::kCameraUnit};
+
+std::atomic<bool> transfersRefused{false};
 
 }  // namespace
 
@@ -178,9 +181,11 @@ void UVCConnection::releaseDevice() {
   dropped = 0;
 }
 
+void UVCConnection::refuseTransfers(bool on) { transfersRefused = on; }
+
 void UVCConnection::transferUnit(std::uint32_t selector, transport::TransferFlags flags,
                                  std::span<std::uint8_t> bytes) {
-  if (closing) throw TransportError("Connection is closing");
+  if (closing || transfersRefused) throw TransportError("Connection is closing");
   const auto unit = unitNodes.find(transport::kCameraUnit);
   if (!device || unit == unitNodes.end()) {
     logger::error("Unknown extension unit", LOG_HERE);

@@ -45,6 +45,8 @@ class UVCConnection final : public transport::SampleReceiver, private RegisterLi
   static bool init();
   /// Gives back the start that `init` made. Open connections hold one of their own and go on.
   static void shutdown();
+  /// While on, every register transfer of every connection fails at once, without a log line.
+  static void refuseTransfers(bool on);
   static int deviceCount();
   /// Friendly name of a listed camera; "Invalid index" where there is none.
   static std::string deviceName(int index);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
+#include <utility>
 
 #include "common/format.h"
 #include "core/logger.h"
@@ -55,15 +56,19 @@ transport::StepResult SimulatedPlatform::enumerate(std::vector<transport::Device
 
 transport::StepResult SimulatedPlatform::open(std::size_t index, transport::SampleReceiver& receiver,
                                               std::unique_ptr<transport::VideoDevice>& device) {
-  MutexLock lock(mutex);
-  if (index >= enumerated.size()) return {-EINVAL, transport::step::kActivate};
-  const auto seat = enumerated[index];
-  if (seat->camera->unplugged()) return {transport::kStatusDeviceLost, transport::step::kActivate};
-  MutexLock seatLock(seat->mutex);
-  if (!seat->delivery.expired()) return {-EBUSY, transport::step::kActivate};
-  const auto delivery = std::make_shared<SampleDelivery>(seat->camera, seat->record, receiver);
-  seat->delivery = delivery;
-  device = std::make_unique<SimulatedDevice>(seat, delivery);
+  std::unique_ptr<transport::VideoDevice> opened;
+  {
+    MutexLock lock(mutex);
+    if (index >= enumerated.size()) return {-EINVAL, transport::step::kActivate};
+    const auto seat = enumerated[index];
+    if (seat->camera->unplugged()) return {transport::kStatusDeviceLost, transport::step::kActivate};
+    MutexLock seatLock(seat->mutex);
+    if (!seat->delivery.expired()) return {-EBUSY, transport::step::kActivate};
+    const auto delivery = std::make_shared<SampleDelivery>(seat->camera, seat->record, receiver);
+    seat->delivery = delivery;
+    opened = std::make_unique<SimulatedDevice>(seat, delivery);
+  }
+  device = std::move(opened);  // outside the locks: this may destroy, and so close, an earlier device
   return {0, transport::step::kActivate};
 }
 

@@ -31,7 +31,7 @@ constexpr std::uint64_t kNoiseIndexRange = 65536;  // rows start anywhere in thi
 // The per-pixel terms move by hundredths of a count in the quarter of a second that this takes; the terms
 // that all pixels share are exact in every frame.
 constexpr std::uint32_t kRefreshInterval = 16;
-constexpr double kJumpK = 0.05;
+constexpr double kJumpK = 0.05, kJumpSeconds = 2.0;  // beyond which everything is refreshed at once
 constexpr std::uint32_t kFullScale = 16383;
 
 /// Limits to 0..16383, NaN to 0; adding 0.5 before makes it rounding.
@@ -119,6 +119,7 @@ void Detector::indexDefects() {
 }
 
 void Detector::advance(const DetectorConditions& conditions) {
+  const bool skipped = conditions.seconds - now.seconds > kJumpSeconds;
   now = conditions;
   const double d = now.detectorCelsius + 273.15 - kReferenceK;
   commonLevel = static_cast<float>(model.baseCounts + model.linearDrift * d + model.quadraticDrift * d * d);
@@ -127,7 +128,7 @@ void Detector::advance(const DetectorConditions& conditions) {
     column[x] = static_cast<float>(columnSpread) * columnPattern[x];
 
   const bool jumped = std::abs(d - freshD) > kJumpK || std::abs(now.housingExcessK - freshHousing) > kJumpK;
-  const std::uint32_t step = !fresh || jumped ? 1 : kRefreshInterval;
+  const std::uint32_t step = !fresh || jumped || skipped ? 1 : kRefreshInterval;
   const auto first = step == 1 ? 0 : static_cast<std::uint32_t>(now.frame % kRefreshInterval);
   for (std::uint32_t y = first; y < model.height; y += step) refreshRow(y);
   if (step == 1 || first == 0) {
