@@ -137,6 +137,8 @@ TEST(FfcFile, MeanDividesEachPixelBeforeSummingInFloat) {
   image<unsigned int> table(5, 1);
   std::fill_n(table.data, 5, 3u);
   EXPECT_EQ(getFFCMean(table, 2), 1);
+  table.data[4] = 8;  // (1 + 1 + 1 + 1 + 4) / 5; with halves kept it would be 2
+  EXPECT_EQ(getFFCMean(table, 2), 1);
   EXPECT_EQ(getFFCMean(table, 0), 0);
   EXPECT_EQ(getFFCMean(image<unsigned int>(), 4), 0);
 
