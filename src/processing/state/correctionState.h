@@ -7,6 +7,7 @@
 
 #include "common/image.h"
 #include "processing/kernels/defectivePixels.h"
+#include "processing/state/StripeState.h"
 
 /// Zero kelvin in degrees Celsius: "no temperature yet" in calibration bookkeeping.
 constexpr float kAbsoluteZeroC = -273.15f;
@@ -68,5 +69,7 @@ struct CalibrationRun {
 struct Destriping {
   std::int32_t columnDestripingPasses = 4;  ///< 0 = off
   std::int32_t rowDestripingPasses = 2;     ///< 0 = off
-  float strength = 0.25f;
+  float strength = 0.25f;  ///< weight of a frame in the column corrections; scales the rows' gain
+  ColumnStripeState columns;
+  RowStripeState rows;
 };

@@ -12,6 +12,8 @@ void processData<unsigned short>::allocate(std::uint16_t width, std::uint16_t he
   }
   for (auto* table : {&ffcAccumulator, &kept.slot0Low, &manual.sums}) table->allocate(width, height);
   colorImage.allocate(width, height);
+  destriping.columns.allocate(width, height);
+  destriping.rows.allocate(width, height);
   restart();
 }
 

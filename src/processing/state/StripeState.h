@@ -1,0 +1,58 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "processing/kernels/columnStripes.h"
+#include "processing/kernels/rowStripes.h"
+
+/// Running state of the column stripe removal: one correction per pass, a moving average over the refreshed
+/// frames. A pass measures what the earlier ones have left, so nothing adds up over time.
+struct ColumnStripeState {
+  /// Makes room for images of width x height and forgets all corrections.
+  void allocate(std::uint32_t imageWidth, std::uint32_t imageHeight) {
+    width = imageWidth;
+    steps.allocate(width);
+    shifts.allocate(width);
+    sample.assign(kernels::columnSampleSize(width, imageHeight), 0);
+    profile.assign(width, 0.0);
+    gradient.assign(width, 0.0f);
+    corrections.clear();
+    forget();
+  }
+  /// The next refresh starts the averages anew.
+  void forget() {
+    refreshes = 0;
+    waiting = false;
+    std::fill(corrections.begin(), corrections.end(), 0.0f);
+  }
+  /// Makes room for `passes` corrections; allocates only when there were never so many.
+  void reserve(std::size_t passes) {
+    if (corrections.size() < passes * width) corrections.resize(passes * width, 0.0f);
+  }
+  std::span<float> correction(std::size_t pass) { return {corrections.data() + pass * width, width}; }
+
+  std::uint32_t width = 0;
+  kernels::ColumnSteps steps;
+  kernels::ColumnShifts shifts;
+  std::vector<std::uint16_t> sample;
+  std::vector<double> profile;
+  std::vector<float> gradient;     ///< what the current frame says, one offset per column
+  std::vector<float> corrections;  ///< pass by pass, one offset per column
+  std::uint32_t refreshes = 0;     ///< frames in the averages
+  bool waiting = false;            ///< `refreshedAt` is set
+  std::uint64_t refreshedAt = 0;   ///< frame of the last refresh; before it, the first frame seen
+};
+
+/// Working room of the row stripe removal, which keeps nothing from frame to frame.
+struct RowStripeState {
+  void allocate(std::uint32_t width, std::uint32_t height) {
+    sample.assign(kernels::rowSampleSize(width, height), 0);
+    gradient.assign(height, 0.0f);
+  }
+  std::vector<std::uint16_t> sample;
+  std::vector<float> gradient;  ///< one offset per row
+};
