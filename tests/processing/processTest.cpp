@@ -20,6 +20,7 @@ class Process : public testing::Test {
   Process() {
     settings::create(0, nullptr);
     camera.processing.allocate(4, 2);
+    mapping.mappingMode = 1;
   }
   ~Process() override { settings::release(); }
 

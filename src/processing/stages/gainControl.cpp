@@ -1,8 +1,18 @@
 #include "ombrix/Ombrix.h"
 #include "processing/kernels/linearMapping.h"
+#include "processing/stages/gainModes.h"
 #include "processing/stages/stages.h"
 
 namespace {
+
+void tabulateLevels(FrameContext& frame) {
+  MappingState& mapping = frame.data.mapping;
+  const LevelCounts counts{mapping.colorCounts};
+  kernels::countLevels(frame.working->view(), counts);
+  kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
+}
+
+}  // namespace
 
 void mapBetween(FrameContext& frame, std::uint16_t low, std::uint16_t high) {
   // Crossed bounds leave the value table as it is, together with the picture.
@@ -12,23 +22,6 @@ void mapBetween(FrameContext& frame, std::uint16_t low, std::uint16_t high) {
   kernels::mapLinear(frame.working->view(), low, high, counts);
   kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
-
-void tabulateLevels(FrameContext& frame) {
-  MappingState& mapping = frame.data.mapping;
-  const LevelCounts counts{mapping.colorCounts};
-  kernels::countLevels(frame.working->view(), counts);
-  kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
-}
-
-void equalizeLevels(FrameContext&) {
-  // The histogram gain control does not exist yet: levels pass unmapped, and the counts stay as they are.
-}
-
-void mapTemperatureWindow(FrameContext&) {
-  // Builds on the histogram gain control, so it waits for that as well, its narrow linear band included.
-}
-
-}  // namespace
 
 void mapLevels(FrameContext& frame) {
   const MappingState& mapping = frame.data.mapping;
@@ -47,9 +40,4 @@ void mapLevels(FrameContext& frame) {
     default:
       return;
   }
-}
-
-void measureTarget(FrameContext& frame) {
-  if (!frame.options.displayTarget) return;
-  // The centre is not measured yet; the histories stay at their reset values.
 }

@@ -47,10 +47,12 @@ void measureStatistics(FrameContext& frame) {
 }
 
 void compensateLevel(FrameContext& frame) {
+  frame.data.mapping.levelShift = 0;
   if (!frame.data.mapping.levelCompensation || frame.calibrating() || frame.shutterRun()) return;
   constexpr std::int32_t kLargestShift = 50;
   const FrameStatistics& stats = frame.data.statistics;
   // Frame minus running mean, in this direction on purpose.
   const std::int32_t offset = std::clamp(stats.frameMean - stats.statsMean, -kLargestShift, kLargestShift);
   kernels::shiftLevels(frame.working->view(), offset);
+  frame.data.mapping.levelShift = offset;
 }

@@ -9,9 +9,7 @@
 struct MappingState {
   static constexpr std::int32_t lutSize = static_cast<std::int32_t>(kLevels);
 
-  /// A value of `Ombrix::mapping`. Linear until the histogram gain control, the mode meant for opening, is
-  /// there.
-  std::int32_t mappingMode = 1;
+  std::int32_t mappingMode = 3;  ///< a value of `Ombrix::mapping`
   std::uint16_t mappingLow = 0;  ///< manual bounds of mode 2
   std::uint16_t mappingHigh = 65535;
   float mappingParameter = 0.75f;        ///< blend weight and clip fraction of modes 3 and 4
@@ -25,5 +23,9 @@ struct MappingState {
   /// Clipped cumulative distribution of the output levels, from near 0 to 1.
   std::vector<float> contrastTable = std::vector<float>(kLevels);
 
+  /// Output level per level, of the last frame in mode 3 or 4.
+  std::vector<std::uint16_t> gainTable = std::vector<std::uint16_t>(kLevels);
+
   bool levelCompensation = false;  ///< shift the frame against the drift of its mean before mapping
+  std::int32_t levelShift = 0;     ///< by which the current frame was shifted since its histogram was taken
 };

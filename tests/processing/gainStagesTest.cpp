@@ -1,0 +1,221 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <set>
+#include <vector>
+
+#include "acquisition/imageAcquisition.h"
+#include "core/settings.h"
+#include "processing/kernels/linearMapping.h"
+#include "processing/kernels/targetMeasurement.h"
+#include "processing/stages/stages.h"
+
+namespace {
+
+using Levels = std::vector<std::uint16_t>;
+
+/// The stages from statistics to the measurement of the centre, without those before and after them.
+class GainStages : public testing::Test {
+ protected:
+  GainStages() { settings::create(0, nullptr); }
+  ~GainStages() override { settings::release(); }
+
+  Levels map(const Levels& levels, std::int32_t mode) {
+    auto& data = camera.processing;
+    data.allocate(static_cast<std::uint16_t>(levels.size()), 1);
+    std::copy(levels.begin(), levels.end(), data.rawImage.data);
+    mapping.mappingMode = mode;
+    const FairLock lock(frameMutex);
+    FrameContext frame(camera);
+    measureStatistics(frame);
+    compensateLevel(frame);
+    mapLevels(frame);
+    return {data.rawImage.data, data.rawImage.data + levels.size()};
+  }
+  void makeRadiometric(int mode) {
+    auto& flatField = camera.processing.flatField;
+    flatField.shutterlessCorrection = flatField.twoTableFFC = true;
+    flatField.ffcMode = mode;
+  }
+
+  imageAcquisition camera{"test", false};
+  MappingState& mapping = camera.processing.mapping;
+};
+
+TEST_F(GainStages, EqualisationIsTheDefaultAndKnowsWhatLevelsMean) {
+  EXPECT_EQ(mapping.mappingMode, 3);
+  // A grey level of 257 per 25 mK: 205 where a count is worth 20 mK, 41 at 4 mK per level.
+  EXPECT_EQ(map({5000, 5001}, 3), (Levels{32665, 32870}));
+  makeRadiometric(0);
+  EXPECT_EQ(map({5000, 5001}, 3), (Levels{32665, 32870}));
+  for (const int mode : {1, 2}) {
+    makeRadiometric(mode);
+    EXPECT_EQ(map({5000, 5001}, 3), (Levels{32747, 32788}));
+  }
+  camera.processing.radiometry.rangeSpanK = 0.001f;
+  EXPECT_EQ(map({5000, 5001}, 3), (Levels{32767, 32768}));
+}
+
+// One level stands for 4 mK, so a span of 255 gives 4 mK per grey level, and 20.03 - 4 widens by 160.3.
+TEST_F(GainStages, NarrowWindowIsWidenedLinearly) {
+  makeRadiometric(1);
+  mapping.minMilliKelvinPerLevel = 20.03f;
+  EXPECT_EQ(map({1000, 1255, 1000}, 4), (Levels{18317, 47330, 18317}));  // 839 to 1415
+  EXPECT_EQ(map({5, 100}, 4), (Levels{1149, 22994}));                    // -180 to 285, limited
+  EXPECT_EQ(map({65500, 65530}, 4), (Levels{55605, 64116}));             // 65304 to 65726, limited
+  EXPECT_EQ(mapping.colorCounts[64116], 1u);
+  EXPECT_EQ(mapping.valueTable[64115], 1u);
+  EXPECT_EQ(mapping.contrastTable[55604], 0.0f);
+}
+
+TEST_F(GainStages, WiderWindowsAreEqualisedByDegrees) {
+  makeRadiometric(2);
+  const auto scene = [](std::uint16_t span) {
+    return Levels{1000, 1010, 1020, 1030, 1040, 1050, 1060, static_cast<std::uint16_t>(1000 + span)};
+  };
+  const struct {
+    std::uint16_t span;
+    float least, most, weight;
+  } cases[] = {
+      {2550, 20.0f, 60.0f, 0.5f},  // 40 mK per grey level
+      {2550, 30.0f, 70.0f, 0.25f},
+      {3900, 20.0f, 60.0f, 1.0f},   // above the band
+      {2550, 50.0f, 20.0f, -1.0f},  // crossed limits: below the lower one counts first
+      {2550, std::numeric_limits<float>::quiet_NaN(), 30.0f, 1.0f},
+  };
+  for (const auto& c : cases) {
+    mapping.minMilliKelvinPerLevel = c.least;
+    mapping.maxMilliKelvinPerLevel = c.most;
+    mapping.mappingParameter = 0.75f;
+    const Levels window = map(scene(c.span), 4);
+    const float contrast = mapping.contrastTable[window[0]];
+    if (c.weight < 0.0f) {
+      EXPECT_NEAR(window[1] - window[0], 655350.0 / 2750.0, 1.0);
+      continue;
+    }
+    mapping.mappingParameter = c.weight;
+    const Levels equalised = map(scene(c.span), 3);
+    for (std::size_t i = 0; i < window.size(); ++i) EXPECT_NEAR(window[i], equalised[i], 1) << c.weight;
+    EXPECT_EQ(contrast, 0.125f);  // one pixel of eight: clipped by 0.75, not by the weight
+  }
+}
+
+TEST_F(GainStages, CountsAndTablesDescribeTheOutput) {
+  std::vector<std::uint32_t> expected(kLevels);
+  mapping.levelCompensation = true;
+  camera.processing.statistics.statsSmoothing = 0.0f;
+  const Levels cold{3000, 3000, 4000, 5000, 0, 65535};
+  map(cold, 3);
+  for (const std::int32_t mode : {3, 4}) {
+    // Set a running mean far below, so that levels shift between histogram and mapping.
+    camera.processing.statistics.statsSmoothing = mode == 3 ? 0.0f : 0.9f;
+    const Levels out = map({3100, 3200, 3200, 4100, 5300, 100, 65535}, mode);
+    image<unsigned short> picture(static_cast<std::uint16_t>(out.size()), 1);
+    std::copy(out.begin(), out.end(), picture.data);
+    kernels::countLevels(picture.view(), LevelCounts{expected});
+    EXPECT_EQ(mapping.colorCounts, expected) << mode;
+    kernels::fillGaps(ConstLevelCounts{expected}, LevelCounts{expected});
+    EXPECT_EQ(mapping.valueTable, expected) << mode;
+    EXPECT_NEAR(mapping.contrastTable[65535], 1.0f, 1e-5f);
+  }
+}
+
+TEST(Target, IsReadAsTheTurnedPictureShowsIt) {
+  image<unsigned short> picture(20, 16);
+  for (std::uint16_t i = 0; i < 320; ++i) picture.data[i] = static_cast<std::uint16_t>(i / 20 * 100 + i % 20);
+  // Levels are 100 * row + column. Clockwise by 90 degrees the picture's lower left corner comes to the top.
+  const struct {
+    float degrees, first, second, last;
+  } cases[] = {{0.0f, 305, 306, 1113},   {90.0f, 1205, 1105, 413}, {180.0f, 1214, 1213, 406},
+               {270.0f, 314, 414, 1106}, {45.0f, 0, 0, 0},         {360.0f, 0, 0, 0}};
+  for (const auto& c : cases) {
+    const auto levels = kernels::readTarget(picture.view(), c.degrees);
+    EXPECT_EQ(levels[0], c.first) << c.degrees;
+    EXPECT_EQ(levels[1], c.second) << c.degrees;
+    EXPECT_EQ(levels[80], c.last) << c.degrees;
+  }
+}
+
+TEST(Target, SmallPicturesLendTheirEdges) {
+  for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {8, 9}, {9, 8}, {200, 3}, {2, 90}}) {
+    image<unsigned short> picture(static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height));
+    for (std::size_t i = 0; i < picture.pixelCount(); ++i)
+      picture.data[i] = static_cast<std::uint16_t>(i + 1);
+    for (const float degrees : {0.0f, 90.0f, 180.0f, 270.0f}) {
+      const auto levels = kernels::readTarget(picture.view(), degrees);
+      const std::set<float> distinct(levels.begin(), levels.end());
+      EXPECT_GE(*distinct.begin(), 1.0f);
+      EXPECT_LE(*distinct.rbegin(), static_cast<float>(picture.pixelCount()));
+      EXPECT_LE(distinct.size(), picture.pixelCount());
+    }
+  }
+}
+
+// Expected values are from a script that rounds to single precision after every step; the sums in another
+// order, or in double, differ in the last digits.
+TEST(Target, HasTheTemperatureAndNoiseOfTheScript) {
+  kernels::TargetLevels smooth, wild;
+  for (std::size_t i = 0; i < smooth.size(); ++i) {
+    smooth[i] = static_cast<float>(16000 + i * i * 7 % 401);
+    wild[i] = i % 3 == 0 ? 0.0f : i % 3 == 1 ? 65535.0f : 16383.0f;
+  }
+  const struct {
+    const kernels::TargetLevels& levels;
+    float emissivity, temperature, noise;
+  } cases[] = {
+      {smooth, 1.0f, 297.987885f, 0.492009759f},
+      {smooth, 0.95f, 301.833679f, 0.498359293f},
+      {wild, 1.0f, 342.373901f, 112.082504f},
+      {wild, 0.95f, 346.792542f, 113.528999f},
+  };
+  for (const auto& c : cases) {
+    Radiometry radiometry;
+    radiometry.emissivity = c.emissivity;
+    const auto reading = kernels::measureTarget(c.levels, radiometry);
+    EXPECT_EQ(reading.temperature, c.temperature);
+    EXPECT_EQ(reading.noise, c.noise);
+  }
+}
+
+TEST(Target, AveragesSixteenFrames) {
+  TargetMeasurement target;
+  target.temperatureHistory.fill(233.15f);
+  target.noiseHistory.fill(-1.0f);
+  kernels::averageTarget({300.0f, 0.5f}, 233.15f, target);
+  EXPECT_EQ(target.targetTemperatureK, 300.0f);
+  EXPECT_EQ(target.targetNoiseK, 0.5f);
+  for (int i = 0; i < 15; ++i) kernels::averageTarget({316.0f, 0.25f}, 233.15f, target);
+  EXPECT_EQ(target.targetTemperatureK, 315.0f);  // 300 is the oldest of sixteen
+  EXPECT_EQ(target.temperatureHistory[15], 300.0f);
+  EXPECT_EQ(target.targetNoiseK, 0.265625f);
+  kernels::averageTarget({316.0f, 0.25f}, 233.15f, target);
+  EXPECT_EQ(target.targetTemperatureK, 316.0f);
+  // A reading at the reset value restarts the one history, not the other.
+  kernels::averageTarget({233.15f, 0.25f}, 233.15f, target);
+  kernels::averageTarget({310.0f, 0.75f}, 233.15f, target);
+  EXPECT_EQ(target.targetTemperatureK, 310.0f);
+  EXPECT_EQ(target.targetNoiseK, 0.28125f);
+}
+
+TEST_F(GainStages, TargetIsMeasuredWhenShownAndNotOnTheRingsZeros) {
+  auto& data = camera.processing;
+  data.allocate(12, 12);
+  std::fill_n(data.correctedCopy.data, 144, std::uint16_t{16000});
+  const auto measure = [&](bool filled) {
+    camera.delivered.fromFilledSlot = filled;
+    const FairLock lock(frameMutex);
+    FrameContext frame(camera);
+    measureTarget(frame);
+  };
+  measure(true);
+  EXPECT_EQ(data.target.noiseHistory[0], -1.0f);
+  settings::inst()->parseParam("displayTarget");
+  measure(false);
+  EXPECT_EQ(data.target.noiseHistory[0], -1.0f);
+  measure(true);
+  EXPECT_NEAR(data.target.targetTemperatureK, 297.15f, 0.001f);
+  EXPECT_GE(data.target.noiseHistory[0], 0.0f);
+}
+
+}  // namespace
