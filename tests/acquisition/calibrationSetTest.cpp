@@ -93,7 +93,7 @@ TEST(CalibrationSet, TablesGiveTheBlackBodysTemperature) {
   ASSERT_TRUE(simulation::writeCalibrationSet(specOf("marlow3"), data.path));
   ASSERT_TRUE(simulation::hasCalibrationSet(specOf("marlow3"), data.path));
   Bench bench(data.path);
-  // Between two tables the detector's curvature is cut short: 2 counts at most, 45 mK before 25 degrees.
+  // Between two tables the detector's curvature is cut short: 2 counts at most, 51 mK before 25 degrees.
   constexpr struct {
     int low, high;
     double detector;
