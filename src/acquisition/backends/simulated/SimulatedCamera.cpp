@@ -154,8 +154,7 @@ void SimulatedCamera::prepare() {
 void SimulatedCamera::prepareLocked() {
   if (!scene) scene = makeScene(sceneSpec, *spec.model);
   if (detector) return;
-  detector = std::make_unique<Detector>(*spec.model,
-                                        DetectorOptions{spec.detectorSeed(), spec.pattern, spec.defects});
+  detector = std::make_unique<Detector>(*spec.model, spec.detectorOptions());
   scratchRow.resize(2 * std::size_t{spec.model->width});
   shutterRow.resize(spec.model->width);
 }

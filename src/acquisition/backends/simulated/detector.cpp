@@ -10,42 +10,23 @@
 namespace simulation {
 namespace {
 
-// Spreads are standard deviations.
-constexpr double kOffsetSpread = 350.0;       // counts
-constexpr double kColumnOffsetSpread = 60.0;  // counts
-constexpr double kGainSpread = 0.04;
-constexpr double kGainDrift = -0.0015;  // per kelvin of detector temperature
-constexpr double kGainDriftSpread = 2e-4;
-constexpr double kLinearDriftSpread = 0.03;     // of the model's linear drift
-constexpr double kQuadraticDriftSpread = 0.05;  // of its quadratic drift
-constexpr float kHousingShare = 0.15f;          // of the corner's radiance comes from the housing
-constexpr double kWalkSpread = 0.02;            // counts per square root of a second
-constexpr double kColumnDriftSpread = 3.0;      // counts after power-on
-constexpr double kColumnDriftGrowth = 1.0;      // counts per minute
-constexpr float kRowNoise = 0.8f;               // counts
-constexpr double kDeadShare = 0.001, kFullScaleShare = 0.0005, kFlickeringShare = 0.0005;
-constexpr std::uint32_t kFlickerCounts = 250;
-constexpr std::uint64_t kFlickerChance = 0x4CCCCCCCCCCCCCCDULL;  // 0.3 * 2^64
+constexpr float kHousingShare = 0.15f;      // of the corner's radiance comes from the housing
+constexpr double kWalkSpread = 0.02;        // counts per square root of a second
+constexpr double kColumnDriftSpread = 3.0;  // counts after power-on
+constexpr double kColumnDriftGrowth = 1.0;  // counts per minute
+constexpr float kRowNoise = 0.8f;           // counts
 
 constexpr std::uint64_t kNoiseIndexRange = 65536;  // rows start anywhere in this part of the table
 // The per-pixel terms move by hundredths of a count in the quarter of a second that this takes; the terms
 // that all pixels share are exact in every frame.
 constexpr std::uint32_t kRefreshInterval = 16;
 constexpr double kJumpK = 0.05, kJumpSeconds = 2.0;  // beyond which everything is refreshed at once
-constexpr std::uint32_t kFullScale = 16383;
 
 /// Limits to 0..16383, NaN to 0; adding 0.5 before makes it rounding.
 inline std::uint32_t toCount(float value) {
   value = value > 0.0f ? value : 0.0f;
   value = value < 16383.0f ? value : 16383.0f;
   return static_cast<std::uint32_t>(static_cast<std::int32_t>(value));
-}
-
-std::vector<float> gaussianField(std::size_t count, double spread, std::uint64_t seed) {
-  RandomSource random(seed);
-  std::vector<float> field(count);
-  for (auto& value : field) value = static_cast<float>(spread * random.gaussian());
-  return field;
 }
 
 /// A table of exactly mean 0 and spread 1, whatever its length.
@@ -62,47 +43,16 @@ std::vector<float> noiseTable(std::size_t count, std::uint64_t seed) {
 
 }  // namespace
 
-std::vector<Defect> scatterDefects(const CameraModel& model, std::uint64_t seed) {
-  const std::uint32_t count = model.width * model.height;
-  RandomSource random(mixBits(seed, 9));
-  std::vector<bool> taken(count, false);
-  std::vector<Defect> defects;
-  const auto scatter = [&](double share, DefectKind kind) {
-    for (auto left = std::llround(share * count); left > 0;) {
-      const auto pixel = static_cast<std::uint32_t>(random.below(count));
-      if (taken[pixel]) continue;
-      taken[pixel] = true;
-      defects.push_back({pixel, kind});
-      --left;
-    }
-  };
-  scatter(kDeadShare, DefectKind::Dead);
-  scatter(kFullScaleShare, DefectKind::FullScale);
-  scatter(kFlickeringShare, DefectKind::Flickering);
-  std::sort(defects.begin(), defects.end(), [](const auto& a, const auto& b) { return a.pixel < b.pixel; });
-  return defects;
-}
-
 Detector::Detector(const CameraModel& cameraModel, const DetectorOptions& detectorOptions)
-    : model(cameraModel), options(detectorOptions) {
-  makeFixedPattern();
+    : model(cameraModel), options(detectorOptions), fixed(makeFixedPattern(model, options)) {
+  allocate();
   if (options.defects) defectList = scatterDefects(model, options.seed);
   indexDefects();
 }
 
-void Detector::makeFixedPattern() {
+void Detector::allocate() {
   const std::size_t count = std::size_t{model.width} * model.height;
-  const double p = options.pattern;
   const auto seedOf = [&](std::uint64_t field) { return mixBits(options.seed, field); };
-  offset = gaussianField(count, p * kOffsetSpread, seedOf(1));
-  const auto columnOffset = gaussianField(model.width, p * kColumnOffsetSpread, seedOf(2));
-  for (std::size_t i = 0; i < count; ++i) offset[i] += columnOffset[i % model.width];
-  gain = gaussianField(count, p * kGainSpread, seedOf(3));
-  for (auto& value : gain) value = (1.0f + value) * model.responsivity;
-  gainDrift = gaussianField(count, p * kGainDriftSpread, seedOf(4));
-  for (auto& value : gainDrift) value += static_cast<float>(kGainDrift);
-  linearDrift = gaussianField(count, p * kLinearDriftSpread * model.linearDrift, seedOf(5));
-  quadraticDrift = gaussianField(count, p * kQuadraticDriftSpread * model.quadraticDrift, seedOf(6));
   drift.assign(count, 0.0f);
   driftSeconds.assign(model.height, 0.0);
   level.assign(count, 0.0f);
@@ -157,8 +107,8 @@ void Detector::refreshRow(std::uint32_t y) {
     const std::size_t i = start + x;
     const float dx = static_cast<float>(x) - halfWidth;
     drift[i] += walk * step[x];
-    response[i] = gain[i] * (1.0f + gainDrift[i] * d);
-    level[i] = offset[i] + linearDrift[i] * d + quadraticDrift[i] * d * d +
+    response[i] = fixed.gain[i] * (1.0f + fixed.gainDrift[i] * d);
+    level[i] = fixed.offset[i] + fixed.linearDrift[i] * d + fixed.quadraticDrift[i] * d * d +
                housing * ((dx * dx + dy * dy) * corner) + drift[i];
   }
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "acquisition/backends/simulated/cameraModel.h"
+#include "acquisition/backends/simulated/fixedPattern.h"
 
 namespace simulation {
 
@@ -22,21 +23,6 @@ struct DetectorConditions {
   double housingExcessK = 0.0;  ///< housing minus detector
 };
 
-struct DetectorOptions {
-  std::uint64_t seed = 0;  ///< of this very detector: scenario seed and serial number
-  double pattern = 1.0;    ///< scales every fixed-pattern spread; 0 = all pixels alike
-  bool defects = true;
-};
-
-enum class DefectKind : std::uint8_t { Dead, FullScale, Flickering };
-struct Defect {
-  std::uint32_t pixel = 0;  ///< y * width + x
-  DefectKind kind = DefectKind::Dead;
-};
-
-/// The defective pixels of a detector, by pixel: 0.1 % dead, 0.05 % at full scale, 0.05 % flickering.
-std::vector<Defect> scatterDefects(const CameraModel& model, std::uint64_t seed);
-
 /// An uncooled detector: turns radiance into 14-bit counts with the fixed pattern, its drift with detector
 /// temperature and time, column drift, row noise, temporal noise and defective pixels.
 /// The counts of a frame depend on the seed, the frame number and the conditions given so far, nothing else.
@@ -52,27 +38,28 @@ class Detector {
   /// six above two bits of noise. `out` holds 2 * width bytes.
   void readRow(std::uint32_t y, const RadianceView& scene, std::span<std::uint8_t> out) const;
 
+  const FixedPattern& pattern() const { return fixed; }
   std::span<const Defect> defects() const { return defectList; }
 
  private:
-  void makeFixedPattern();
+  void allocate();
   void indexDefects();
   void refreshRow(std::uint32_t y);
   void applyDefects(std::uint32_t y, std::span<std::uint8_t> out) const;
 
   const CameraModel& model;
-  DetectorOptions options;
+  const DetectorOptions options;
+  const FixedPattern fixed;
   DetectorConditions now;
   double freshD = 0.0, freshHousing = 0.0;  ///< conditions of the last complete refresh
   bool fresh = false;
   float commonLevel = 0.0f;  ///< counts that all pixels share in this frame
 
-  // Fixed pattern, one value per pixel.
-  std::vector<float> offset, gain, gainDrift, linearDrift, quadraticDrift;
-  std::vector<float> drift;            ///< random walk, counts
-  std::vector<double> driftSeconds;    ///< per row: when its walk was last moved
-  std::vector<float> level, response;  ///< the above at the present conditions: counts, counts per kelvin
-  std::vector<float> columnPattern;    ///< unit spread, scaled by time into `column`
+  std::vector<float> drift;          ///< random walk, counts
+  std::vector<double> driftSeconds;  ///< per row: when its walk was last moved
+  std::vector<float> level,
+      response;  ///< all fixed and slow terms at the present conditions: counts, counts per kelvin
+  std::vector<float> columnPattern;  ///< unit spread, scaled by time into `column`
   std::vector<float> column;
   std::vector<float> noise;        ///< gaussian table of unit spread, longer than a row by its index range
   std::vector<Defect> defectList;  ///< by pixel

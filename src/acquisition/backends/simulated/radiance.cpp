@@ -10,13 +10,17 @@ constexpr double kBandK = 1428.0;  // hc / (k * 10.08 um): the middle of the lon
 
 double occupancy(double kelvin) { return 1.0 / std::expm1(kBandK / kelvin); }
 
+const double kZero = occupancy(kReferenceK);
+// d/dT 1/(e^(c/T) - 1) = W (1 + W) c / T^2
+const double kSlope = kZero * (1.0 + kZero) * kBandK / (kReferenceK * kReferenceK);
+
 }  // namespace
 
-double radianceOf(double kelvin) {
-  static const double zero = occupancy(kReferenceK);
-  // d/dT 1/(e^(c/T) - 1) = W (1 + W) c / T^2
-  static const double slope = zero * (1.0 + zero) * kBandK / (kReferenceK * kReferenceK);
-  return (occupancy(std::max(kelvin, 1.0)) - zero) / slope;
+double radianceOf(double kelvin) { return (occupancy(std::max(kelvin, 1.0)) - kZero) / kSlope; }
+
+double kelvinOf(double radiance) {
+  const double occupied = kZero + kSlope * radiance;
+  return occupied > 0.0 ? kBandK / std::log1p(1.0 / occupied) : 0.0;
 }
 
 }  // namespace simulation

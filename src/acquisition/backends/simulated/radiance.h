@@ -8,4 +8,7 @@ inline constexpr double kReferenceK = 298.15;  ///< where the radiance scale has
 /// above. 323.15 K gives 28.0253. Temperatures below 1 K count as 1 K.
 double radianceOf(double kelvin);
 
+/// The temperature in kelvin whose radiance this is; 0 for a radiance that no black body reaches.
+double kelvinOf(double radiance);
+
 }  // namespace simulation

@@ -7,6 +7,7 @@
 
 #include "acquisition/backends/simulated/cameraModel.h"
 #include "acquisition/backends/simulated/faults.h"
+#include "acquisition/backends/simulated/fixedPattern.h"
 #include "acquisition/backends/simulated/randomSource.h"
 #include "acquisition/backends/simulated/registers.h"
 #include "acquisition/backends/simulated/scene.h"
@@ -47,6 +48,7 @@ struct CameraSpec {
 
   /// Of this camera's fixed pattern and noise.
   std::uint64_t detectorSeed() const { return mixBits(seed, serialNumber); }
+  DetectorOptions detectorOptions() const { return {detectorSeed(), pattern, defects}; }
 };
 
 struct Scenario {
