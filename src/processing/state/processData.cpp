@@ -10,7 +10,7 @@ void processData<unsigned short>::allocate(std::uint16_t width, std::uint16_t he
   for (auto* picture : {&rawImage, &correctedCopy, &temporalState, &zoomImage, &outputImage}) {
     picture->allocate(width, height);
   }
-  ffcAccumulator.allocate(width, height);
+  for (auto* table : {&ffcAccumulator, &kept.slot0Low, &manual.sums}) table->allocate(width, height);
   colorImage.allocate(width, height);
   restart();
 }
@@ -20,7 +20,9 @@ void processData<unsigned short>::release() {
        {&rawImage, &rotatedImage, &correctedCopy, &temporalState, &zoomImage, &outputImage, &splitImage}) {
     picture->release();
   }
-  ffcAccumulator.release();
+  for (auto* table : {&ffcAccumulator, &kept.slot0Low, &manual.sums}) table->release();
+  flatField.ffcTables = {};
+  polynomials = {};
   colorImage.release();
 }
 
@@ -28,8 +30,26 @@ bool processData<unsigned short>::selectColorPreset(const int& index) {
   return palette.select(index, LOG_HERE);
 }
 
+void processData<unsigned short>::borrowAccumulator() {
+  if (!kept.borrowed) {
+    ffcAccumulator.swap(kept.slot0Low);
+    kept.frames = calibration.ffcFramesToTake;
+    kept.borrowed = true;
+  }
+  ffcAccumulator.clear();
+}
+
+void processData<unsigned short>::returnAccumulator() {
+  if (!kept.borrowed) return;
+  ffcAccumulator.swap(kept.slot0Low);
+  calibration.ffcFramesToTake = kept.frames;
+  kept.borrowed = false;
+}
+
 void processData<unsigned short>::restart() {
   lastProcessedFrame = kNoFrame;
+  kept.borrowed = false;
+  manual.frames = 0;
   dump.lastFrameDumped = false;
   statistics.statsMinF = statistics.statsMaxF = statistics.statsMeanF = kNotInitialised;
   target.temperatureHistory.fill(radiometry.rangeMinK);

@@ -7,6 +7,7 @@
 #include "presentation/palette.h"
 #include "processing/state/FrameStatistics.h"
 #include "processing/state/MappingState.h"
+#include "processing/state/calibrationState.h"
 #include "processing/state/correctionState.h"
 #include "processing/state/outputState.h"
 
@@ -31,6 +32,15 @@ struct processData<unsigned short> {
   /// Makes preset `index` the camera's current one. Out of range: logs, changes nothing, false.
   bool selectColorPreset(const int& index);
 
+  /// Lends `ffcAccumulator` to a calibration, cleared; slot 0's low table and N are kept aside.
+  void borrowAccumulator();
+  /// Ends the loan: what was kept is in force again. Does nothing when nothing is lent.
+  void returnAccumulator();
+  /// Slot 0's low table and the frame count N of all tables: what the table stage corrects with, also while
+  /// a calibration sums into `ffcAccumulator`.
+  image<unsigned int>& slot0Low() { return kept.borrowed ? kept.slot0Low : ffcAccumulator; }
+  std::uint16_t& tableFrames() { return kept.borrowed ? kept.frames : calibration.ffcFramesToTake; }
+
   image<unsigned short> rawImage;       ///< the delivered frame; corrected and mapped in place
   image<unsigned short> rotatedImage;   ///< takes over from `rawImage` while rotation is on; else empty
   image<unsigned short> correctedCopy;  ///< after correction, before gain control: the radiometric picture
@@ -46,6 +56,10 @@ struct processData<unsigned short> {
   Defects defects;
   CalibrationRun calibration;
   FlatFieldState flatField;
+  ManualTable manual;
+  KeptTable kept;
+  ShutterSums shutterSums;
+  PolynomialFlatField polynomials;
   Destriping destriping;
   Radiometry radiometry;
   FrameDump dump;
