@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "acquisition/FrameRing.h"
+#include "acquisition/TemperatureFilter.h"
 #include "acquisition/USBDeviceDesc.h"
 #include "acquisition/deviceInfo.h"
 #include "acquisition/flatFieldIndex.h"
@@ -100,11 +101,18 @@ class imageAcquisition {
   /// the camera is being closed or has failed, or when no frame was processed for max(5 s, 10 frame periods).
   void waitForShutterRun() EXCLUDES(calibrationMutex);
 
+  /// Evaluates the polynomial calibration at the current sensor temperature into the gain and offset maps, on
+  /// `processingPool`. False when there is nothing to do: no polynomials of the camera's size, an unknown
+  /// model, no finite temperature, or less than 0.01 K since the last evaluation. With the frame mutex held.
+  bool updatePolyfit();
+
   /// Copies the newest raw frame into `out`. Waits without limit; `timeout` is accepted and not used. Zeros
   /// and false when the error flag is set, nothing is acquiring, or the object is stopping.
   bool getImage(image<unsigned short>& out, int timeout);
   /// The same with a bound; false without touching `out` when no frame came in time.
   bool waitImage(image<unsigned short>& out, int timeoutMs);
+  /// Sets both ready flags and wakes every getter: nothing more will come.
+  void wakeGetters() EXCLUDES(frameMutex);
   /// True when `waitImage` would deliver at once.
   bool hasImage() EXCLUDES(ring.mutex);
   /// Pairs deliveries with temperatures or triggers, or ends that.
@@ -142,7 +150,6 @@ class imageAcquisition {
   PublishedFrame rawFrame GUARDED_BY(frameMutex);
   PublishedFrame colorFrame GUARDED_BY(frameMutex);
   float publicationRate GUARDED_BY(frameMutex) = 0.0f;  ///< smoothed, frames per second
-  bool closing GUARDED_BY(frameMutex) = false;          ///< clean-up woke the getters
   std::condition_variable_any frameCondition;           ///< waited on with the frame mutex
 
   /// Inner to the frame mutex. The condition tells of the end of a shutter run.
@@ -197,16 +204,13 @@ class imageAcquisition {
   std::atomic<bool> connected{false};
   std::atomic<bool> streaming{false};
   std::atomic<bool> stopRequested{false};
-  std::atomic<std::int64_t> startedUs{0};
   mutable Mutex errorMutex;
   char errorText[256] GUARDED_BY(errorMutex) = "none";
 
   Mutex workerMutex;  ///< with `workerCondition`: lets the temperature worker's pause end at once
   std::condition_variable workerCondition;
   // What the temperature worker keeps from cycle to cycle; no other thread touches it.
-  bool filterStarted = false;
-  float filteredK = 0.0f;
-  float smoothedRate = 0.0f;
+  TemperatureFilter temperatureFilter;
   std::int64_t lastCycleNs = 0;
 
   FlatFieldIndex flatFieldIndex;  ///< belongs to whoever may call `_updateFFC`

@@ -12,11 +12,6 @@ void keepUnfilteredCopy(FrameContext& frame) {
 
 }  // namespace
 
-void filterTemporally(FrameContext& frame) {
-  if (frame.data.output.temporalFiltering == 0.0f || frame.calibrating() || frame.shutterRun()) return;
-  // Frames are not averaged yet; `temporalState` stays at zero.
-}
-
 void resampleFrame(FrameContext& frame) {
   // Only the factor 1 exists yet; every other factor copies as well.
   copyImage(*frame.working, frame.data.zoomImage);

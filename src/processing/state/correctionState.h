@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/image.h"
+#include "processing/kernels/defectivePixels.h"
 
 /// Zero kelvin in degrees Celsius: "no temperature yet" in calibration bookkeeping.
 constexpr float kAbsoluteZeroC = -273.15f;
@@ -21,17 +22,10 @@ struct Radiometry {
 
 /// The defective-pixel passes.
 struct Defects {
-  /// One defective pixel and the neighbours that may repair it.
-  struct NeighbourEntry {
-    std::int32_t x = 0;
-    std::int32_t y = 0;
-    std::vector<std::pair<std::int32_t, std::int32_t>> neighbours;
-  };
-
   bool defectivePixelsCorrection = false;
-  bool blankDefectivePixels = false;                 ///< show repaired pixels black
-  std::vector<std::pair<int, int>> list;             ///< x, y in file order; what applications read
-  std::vector<NeighbourEntry> defectNeighbourTable;  ///< built by the first pass, then only read
+  bool blankDefectivePixels = false;      ///< show repaired pixels black
+  std::vector<std::pair<int, int>> list;  ///< x, y in file order; what applications read
+  neighbourTable defectNeighbourTable;    ///< built by the first pass, then only read
 };
 
 /// Tables beside `ffcAccumulator`, which is the low table of slot 0. Empty until loaded.

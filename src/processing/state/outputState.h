@@ -9,9 +9,10 @@ struct OutputState {
   enum SpatialFilterState : std::int32_t { spatialFilterNone, spatialFilterRunning, spatialFilterOff };
 
   float rotationDegrees = 0.0f;
-  float temporalFiltering = 0.6f;  ///< weight of the running average, 0 to 1; 0 = off
-  float zoomFactor = 1.0f;         ///< first resampling; 1 = copy
-  float secondZoomFactor = 1.0f;   ///< second resampling; 1 = copy
+  float temporalFiltering = 0.6f;   ///< weight of the running average, 0 to 1; 0 = off
+  bool temporalStateValid = false;  ///< `temporalState` holds an average of this stream
+  float zoomFactor = 1.0f;          ///< first resampling; 1 = copy
+  float secondZoomFactor = 1.0f;    ///< second resampling; 1 = copy
   std::uint8_t secondInterpolation = 1;
   bool spatialFiltering = true;
   std::int32_t spatialFilterState = spatialFilterNone;

@@ -50,6 +50,9 @@ void processData<unsigned short>::restart() {
   lastProcessedFrame = kNoFrame;
   kept.borrowed = false;
   manual.frames = 0;
+  tableStage = {};
+  defects.defectNeighbourTable = {};
+  output.temporalStateValid = false;
   dump.lastFrameDumped = false;
   statistics.statsMinF = statistics.statsMaxF = statistics.statsMeanF = kNotInitialised;
   target.temperatureHistory.fill(radiometry.rangeMinK);

@@ -1,0 +1,173 @@
+#include "processing/kernels/flatFieldTables.h"
+
+#include <algorithm>
+
+#include "common/numerics.h"
+
+namespace kernels {
+
+namespace {
+
+constexpr float kFullScale = 65535.0f;
+
+/// Sums below this are exact in single precision, and so is their truncated quotient: (k * N - 1) / N lies
+/// further below k than half the spacing of floats there.
+constexpr std::uint32_t kExactSums = 1u << 24;
+/// Below this a sum converts as a signed integer, which is one instruction on every machine.
+constexpr std::uint32_t kSignedSums = 1u << 31;
+
+/// A bound of the values; one OR per value is cheaper than a maximum.
+std::uint32_t allBits(const std::uint32_t* values, std::uint32_t count) {
+  std::uint32_t bits = 0;
+  for (std::uint32_t x = 0; x < count; ++x) bits |= values[x];
+  return bits;
+}
+
+struct OffsetRule {
+  std::uint32_t target;
+  std::uint32_t frames;
+  float weight;  ///< of the high table
+};
+
+std::uint16_t offsetPixel(std::uint16_t raw, float sum, const OffsetRule& rule) {
+  const std::uint32_t level = truncateToU32(static_cast<double>(sum)) / rule.frames;
+  return saturateToU16(std::int64_t{raw} - level + rule.target);
+}
+
+/// For sums below kExactSums: the same results, in lanes. sumAt(x) gives whole numbers as int32.
+template <typename SumAt>
+void offsetRow(std::uint16_t* pixels, std::uint32_t width, const OffsetRule& rule, SumAt sumAt) {
+  constexpr std::uint32_t kBeyondAnyResult = 1u << 30;
+  const auto target = static_cast<std::int32_t>(std::min(rule.target, kBeyondAnyResult));
+  const float frames = static_cast<float>(rule.frames);
+  for (std::uint32_t x = 0; x < width; ++x) {
+    const auto level = static_cast<std::int32_t>(static_cast<float>(sumAt(x)) / frames);
+    pixels[x] = static_cast<std::uint16_t>(std::clamp(pixels[x] - level + target, 0, 65535));
+  }
+}
+
+void offsetRow(std::uint16_t* pixels, const std::uint32_t* sums, std::uint32_t width,
+               const OffsetRule& rule) {
+  if (allBits(sums, width) < kExactSums) {
+    offsetRow(pixels, width, rule, [sums](std::uint32_t x) { return static_cast<std::int32_t>(sums[x]); });
+    return;
+  }
+  for (std::uint32_t x = 0; x < width; ++x) {
+    pixels[x] = offsetPixel(pixels[x], static_cast<float>(sums[x]), rule);
+  }
+}
+
+void offsetRow(std::uint16_t* pixels, const std::uint32_t* low, const std::uint32_t* high,
+               std::uint32_t width, const OffsetRule& rule) {
+  const float highPart = rule.weight;
+  const float lowPart = 1.0f - rule.weight;
+  if ((allBits(low, width) | allBits(high, width)) < kExactSums) {
+    offsetRow(pixels, width, rule, [=](std::uint32_t x) {
+      const float lowSum = static_cast<float>(static_cast<std::int32_t>(low[x]));
+      const float highSum = static_cast<float>(static_cast<std::int32_t>(high[x]));
+      return static_cast<std::int32_t>(lowPart * lowSum + highPart * highSum);
+    });
+    return;
+  }
+  for (std::uint32_t x = 0; x < width; ++x) {
+    const float sum = lowPart * static_cast<float>(low[x]) + highPart * static_cast<float>(high[x]);
+    pixels[x] = offsetPixel(pixels[x], sum, rule);
+  }
+}
+
+/// What the two-reference correction does not recompute per pixel.
+struct ReferenceRule {
+  float frames;
+  float high, low;       ///< weights of the high and the low tables
+  float aboveRangeMinK;  ///< of the 25 degC reference
+  float scale;           ///< output levels per kelvin
+};
+
+struct ReferenceRow {
+  const std::uint32_t *low25, *high25, *low50, *high50;
+};
+
+template <typename Convert>
+void correctRow(std::uint16_t* pixels, std::uint32_t width, const ReferenceRow& row,
+                const ReferenceRule& rule, Convert convert) {
+  constexpr float kReferenceDistanceK = 25.0f;
+  for (std::uint32_t x = 0; x < width; ++x) {
+    const float at25 = rule.high * convert(row.high25[x]) + rule.low * convert(row.low25[x]);
+    const float at50 = rule.high * convert(row.high50[x]) + rule.low * convert(row.low50[x]);
+    const float level25 = at25 / rule.frames;
+    const float kelvinPerCount = kReferenceDistanceK / ((at50 - at25) / rule.frames);
+    const float levelAtMin = level25 - rule.aboveRangeMinK / kelvinPerCount;
+    const float result = (static_cast<float>(pixels[x]) - levelAtMin) * rule.scale * kelvinPerCount;
+    // Two comparisons that NaN fails: it ends at 0.
+    const float positive = result > 0.0f ? result : 0.0f;
+    pixels[x] = truncateLimitedToU16(positive < kFullScale ? positive : kFullScale);
+  }
+}
+
+}  // namespace
+
+void accumulateFrame(ImageView<const std::uint16_t> frame, ImageView<std::uint32_t> table) {
+  for (std::uint32_t y = 0; y < frame.height; ++y) {
+    const std::uint16_t* levels = frame.row(y);
+    std::uint32_t* sums = table.row(y);
+    for (std::uint32_t x = 0; x < frame.width; ++x) sums[x] += levels[x];
+  }
+}
+
+void correctOffset(ImageView<std::uint16_t> image, TableView table, std::uint32_t target,
+                   std::uint16_t frames) {
+  const OffsetRule rule{target, frames, 0.0f};
+  for (std::uint32_t y = 0; y < image.height; ++y) offsetRow(image.row(y), table.row(y), image.width, rule);
+}
+
+void correctOffset(ImageView<std::uint16_t> image, TableView low, TableView high, std::uint32_t target,
+                   std::uint16_t frames, float weight) {
+  const OffsetRule rule{target, frames, weight};
+  for (std::uint32_t y = 0; y < image.height; ++y) {
+    offsetRow(image.row(y), low.row(y), high.row(y), image.width, rule);
+  }
+}
+
+void showTable(TableView table, std::uint16_t frames, ImageView<std::uint16_t> image) {
+  for (std::uint32_t y = 0; y < image.height; ++y) {
+    const std::uint32_t* sums = table.row(y);
+    std::uint16_t* pixels = image.row(y);
+    for (std::uint32_t x = 0; x < image.width; ++x) pixels[x] = saturateToU16(sums[x] / frames);
+  }
+}
+
+void showValues(ImageView<const float> values, float low, float high, ImageView<std::uint16_t> image) {
+  const float span = high - low;
+  for (std::uint32_t y = 0; y < image.height; ++y) {
+    const float* row = values.row(y);
+    std::uint16_t* pixels = image.row(y);
+    for (std::uint32_t x = 0; x < image.width; ++x) {
+      const float share = span > 0.0f ? (row[x] - low) / span : 0.0f;
+      pixels[x] = truncateToU16(static_cast<double>(share * kFullScale));
+    }
+  }
+}
+
+void correctWithReferences(ImageView<std::uint16_t> image, const ReferenceTables& tables,
+                           std::uint16_t frames, float weight, float rangeMinK, float rangeSpanK) {
+  constexpr float kLowerReferenceK = 298.15f;
+  const ReferenceRule rule{static_cast<float>(frames), weight, 1.0f - weight, kLowerReferenceK - rangeMinK,
+                           kFullScale / rangeSpanK};
+  const std::uint32_t width = image.width;
+  for (std::uint32_t y = 0; y < image.height; ++y) {
+    const ReferenceRow row{tables.low25.row(y), tables.high25.row(y), tables.low50.row(y),
+                           tables.high50.row(y)};
+    const std::uint32_t bits = allBits(row.low25, width) | allBits(row.high25, width) |
+                               allBits(row.low50, width) | allBits(row.high50, width);
+    if (bits < kSignedSums) {
+      const auto convert = [](std::uint32_t sum) {
+        return static_cast<float>(static_cast<std::int32_t>(sum));
+      };
+      correctRow(image.row(y), width, row, rule, convert);
+    } else {
+      correctRow(image.row(y), width, row, rule, [](std::uint32_t sum) { return static_cast<float>(sum); });
+    }
+  }
+}
+
+}  // namespace kernels

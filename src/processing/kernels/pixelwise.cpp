@@ -1,0 +1,24 @@
+#include "processing/kernels/pixelwise.h"
+
+#include <cstddef>
+
+#include "common/numerics.h"
+
+namespace kernels {
+
+void averagePixels(std::span<std::uint16_t> frame, std::span<std::uint16_t> average, float alpha) {
+  const float share = 1.0f - alpha;
+  std::uint16_t* const now = frame.data();
+  std::uint16_t* const past = average.data();
+  for (std::size_t i = 0; i < frame.size(); ++i) {
+    // At most one rounding error above 65535, which truncation drops.
+    const float mixed = static_cast<float>(past[i]) * alpha + static_cast<float>(now[i]) * share;
+    now[i] = past[i] = truncateLimitedToU16(mixed);
+  }
+}
+
+void lookUpPixels(std::span<std::uint16_t> pixels, LevelTable table) {
+  for (std::uint16_t& pixel : pixels) pixel = table[pixel];
+}
+
+}  // namespace kernels

@@ -1,0 +1,266 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <initializer_list>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "common/image.h"
+#include "processing/kernels/flatFieldTables.h"
+#include "processing/kernels/polynomialFlatField.h"
+
+namespace {
+
+using Levels = std::vector<std::uint16_t>;
+using Sums = std::vector<std::uint32_t>;
+
+struct Size {
+  std::uint16_t width, height;
+};
+constexpr Size kAwkwardSizes[] = {{1, 1}, {3, 2}, {17, 11}, {80, 60}, {33, 7}};
+
+ImageView<const std::uint32_t> row(const Sums& sums) {
+  return {sums.data(), static_cast<std::uint32_t>(sums.size()), 1};
+}
+ImageView<std::uint16_t> row(Levels& levels) {
+  return {levels.data(), static_cast<std::uint32_t>(levels.size()), 1};
+}
+
+/// Sums of `frames` frames; one row in three goes up to 2^32, beyond what rounds without loss.
+image<unsigned int> randomTable(Size size, std::uint32_t frames, std::mt19937& random) {
+  image<unsigned int> table(size.width, size.height);
+  for (std::uint32_t y = 0; y < size.height; ++y) {
+    for (std::uint32_t x = 0; x < size.width; ++x) {
+      const std::uint32_t sum = 8000 * frames + static_cast<std::uint32_t>(random() % (500 * frames));
+      table.data[y * size.width + x] = y % 3 == 2 ? static_cast<std::uint32_t>(random()) : sum;
+    }
+  }
+  return table;
+}
+image<unsigned short> randomFrame(Size size, std::mt19937& random) {
+  image<unsigned short> frame(size.width, size.height);
+  for (std::size_t i = 0; i < frame.pixelCount(); ++i) {
+    const std::uint16_t levels[] = {0, 65535, static_cast<std::uint16_t>(7500 + random() % 1500)};
+    frame.data[i] = levels[random() % 8 < 2 ? random() % 2 : 2];
+  }
+  return frame;
+}
+Levels pixelsOf(const image<unsigned short>& picture) {
+  return {picture.data, picture.data + picture.pixelCount()};
+}
+
+std::uint16_t limited(long long value) {
+  return static_cast<std::uint16_t>(value <= 0 ? 0 : value >= 65535 ? 65535 : value);
+}
+std::uint32_t truncated(float sum) {  // as the sums are whole below 2^32, only the very last float is beyond
+  return sum >= 4294967296.0f ? 0xFFFFFFFFu : static_cast<std::uint32_t>(sum);
+}
+
+TEST(FlatFieldTables, OffsetIsTheLevelOfTheTable) {
+  struct Case {
+    std::uint16_t raw;
+    std::uint32_t sum, target;
+    std::uint16_t frames, expected;
+  };
+  const Case cases[] = {
+      {8010, 256320, 7900, 32, 7900},        // raw equal to the table level
+      {8010, 256351, 7900, 32, 7900},        // 8010.97: the fraction is dropped
+      {8010, 256352, 7900, 32, 7899},        //
+      {100, 4000000000u, 7900, 32, 0},       // far above: never wrapped
+      {65535, 0, 10, 32, 65535},             //
+      {1000, 16777217, 0, 16777, 0},         // rounds to 16777216, which is level 1000
+      {1001, 16777217, 0, 1, 0},             //
+      {65535, 4294836225u, 300, 65535, 301}  // 65535 * 65535 rounds down to level 65534
+  };
+  for (const Case& c : cases) {
+    // Eight pixels: long enough for whole lanes.
+    Levels levels(8, c.raw);
+    kernels::correctOffset(row(levels), row(Sums(8, c.sum)), c.target, c.frames);
+    EXPECT_EQ(levels, Levels(8, c.expected)) << c.sum << " / " << c.frames;
+  }
+}
+
+TEST(FlatFieldTables, OffsetsMatchThePlainLoops) {
+  std::mt19937 random(7);
+  for (const Size size : kAwkwardSizes) {
+    for (const std::uint16_t frames : std::initializer_list<std::uint16_t>{1, 3, 32, 255, 256, 40000}) {
+      const auto low = randomTable(size, frames, random);
+      const auto high = randomTable(size, frames, random);
+      const auto raw = randomFrame(size, random);
+      Levels single, pair;
+      const float weight = static_cast<float>(random() % 1001) / 1000.0f;
+      for (std::size_t i = 0; i < raw.pixelCount(); ++i) {
+        const std::uint32_t sum = truncated(static_cast<float>(low.data[i]));
+        single.push_back(limited(raw.data[i] - static_cast<long long>(sum / frames) + 8100));
+        const float blend =
+            (1.0f - weight) * static_cast<float>(low.data[i]) + weight * static_cast<float>(high.data[i]);
+        pair.push_back(limited(raw.data[i] - static_cast<long long>(truncated(blend) / frames) + 8100));
+      }
+      image<unsigned short> frame(size.width, size.height);
+      copyImage(raw, frame);
+      kernels::correctOffset(frame.view(), low.view(), 8100, frames);
+      EXPECT_EQ(pixelsOf(frame), single) << size.width << " " << frames;
+      copyImage(raw, frame);
+      kernels::correctOffset(frame.view(), low.view(), high.view(), 8100, frames, weight);
+      EXPECT_EQ(pixelsOf(frame), pair) << size.width << " " << frames << " " << weight;
+    }
+  }
+}
+
+// The lanes divide in single precision: that must be the integer quotient for every sum below 2^24. Between
+// two multiples of N it cannot change, so each multiple and its lower neighbour decide.
+TEST(FlatFieldTables, SinglePrecisionQuotientsAreExact) {
+  Sums sums(512);
+  Levels levels(512);
+  for (std::uint32_t frames = 1; frames <= 65535; frames += frames < 300 ? 1 : 97) {
+    std::uint32_t quotient = 0;
+    const std::uint32_t largest = std::min(((1u << 24) - 1) / frames, 65535u);
+    while (quotient <= largest) {
+      const std::uint32_t first = quotient;
+      for (std::size_t i = 0; i < 512; i += 2, quotient = std::min(quotient + 1, largest + 1)) {
+        const std::uint32_t multiple = std::max(std::min(quotient, largest), 1u) * frames;
+        sums[i] = multiple;
+        sums[i + 1] = multiple - 1;
+      }
+      std::fill(levels.begin(), levels.end(), std::uint16_t{0});
+      kernels::correctOffset(row(levels), row(sums), 65535, static_cast<std::uint16_t>(frames));
+      for (std::size_t i = 0; i < 512; ++i) {
+        ASSERT_EQ(65535u - levels[i], sums[i] / frames) << sums[i] << " / " << frames << " from " << first;
+      }
+    }
+  }
+}
+
+TEST(FlatFieldTables, AccumulatesAndShows) {
+  Levels frame{1, 65535, 0, 7};
+  Sums sums{0, 0xFFFFFFFF, 5, 60};
+  const ImageView<std::uint32_t> table{sums.data(), 2, 2};
+  kernels::accumulateFrame(ImageView<const std::uint16_t>{frame.data(), 2, 2}, table);
+  EXPECT_EQ(sums, (Sums{1, 65534, 5, 67}));
+
+  // The table is one column wider than the image.
+  const Sums wide{9, 10, 99, 65536u * 3, 11, 99};
+  kernels::showTable({wide.data(), 3, 2}, 3, {frame.data(), 2, 2});
+  EXPECT_EQ(frame, (Levels{3, 3, 65535, 3}));
+
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const std::vector<float> values{-2.0f, -1.0f, 0.0f, 2.5f, nan, -3.0f};
+  Levels shown(6);
+  kernels::showValues({values.data(), 6, 1}, -2.0f, 2.0f, row(shown));
+  EXPECT_EQ(shown, (Levels{0, 16383, 32767, 65535, 0, 0}));
+  kernels::showValues({values.data(), 6, 1}, 1.0f, 1.0f, row(shown));
+  EXPECT_EQ(shown, Levels(6, 0));
+}
+
+// Range 233.15 K + 262.14 K: 250 levels per kelvin. The references lie 640 counts apart at weight 0, so a
+// count is 25 / 640 K. 65 K above the range's start is level 16250, which single precision misses by 0.001
+// in some rows: expected values from a script that rounds every step to 32 bits.
+TEST(FlatFieldTables, TwoReferencesGiveTemperatures) {
+  struct Case {
+    float weight;
+    std::uint16_t raw, expected;
+  };
+  const Case cases[] = {
+      {0.0f, 8000, 16249},  // in front of 25 degC: 65 K above the range's start
+      {0.0f, 8640, 22499},  // in front of 50 degC
+      {0.0f, 8064, 16874},  // a tenth of the way
+      {1.0f, 9000, 16249},  // the warm sensor's tables
+      {1.0f, 9800, 22499},  //
+      {0.5f, 8500, 16250},  //
+      {0.0f, 6336, 0},      // exactly at the range's start
+      {0.0f, 100, 0},       //
+      {0.0f, 65535, 65535},
+  };
+  const std::uint16_t frames = 32;
+  const Sums low25(8, 8000 * 32), high25(8, 9000 * 32), low50(8, 8640 * 32), high50(8, 9800 * 32);
+  for (const Case& c : cases) {
+    Levels levels(8, c.raw);
+    kernels::correctWithReferences(row(levels), {row(low25), row(high25), row(low50), row(high50)}, frames,
+                                   c.weight, 233.15f, 262.14f);
+    EXPECT_EQ(levels, Levels(8, c.expected)) << c.weight << " " << c.raw;
+  }
+  // No difference between the references: no temperature, and no invented one.
+  Levels blind{7999, 8000, 8001};
+  const Sums same(3, 8000 * 32);
+  kernels::correctWithReferences(row(blind), {row(same), row(same), row(same), row(same)}, frames, 0.0f,
+                                 233.15f, 262.14f);
+  EXPECT_EQ(blind, (Levels{0, 0, 65535}));
+}
+
+TEST(FlatFieldTables, TwoReferencesMatchThePlainLoop) {
+  std::mt19937 random(11);
+  for (const Size size : kAwkwardSizes) {
+    for (const std::uint16_t frames : std::initializer_list<std::uint16_t>{1, 32, 100}) {
+      const auto t1 = randomTable(size, frames, random), t2 = randomTable(size, frames, random);
+      const auto t3 = randomTable(size, frames, random), t4 = randomTable(size, frames, random);
+      auto frame = randomFrame(size, random);
+      const float w = static_cast<float>(random() % 1001) / 1000.0f, n = static_cast<float>(frames);
+      Levels expected;
+      for (std::size_t i = 0; i < frame.pixelCount(); ++i) {
+        const auto sum = [i](const image<unsigned int>& table) { return static_cast<float>(table.data[i]); };
+        const float a = w * sum(t3) + (1.0f - w) * sum(t1);
+        const float b = w * sum(t4) + (1.0f - w) * sum(t2);
+        const float level = a / n;
+        const float g = 25.0f / ((b - a) / n);
+        const float s = 65535.0f / 262.14f;
+        const float r = (static_cast<float>(frame.data[i]) - (level - (298.15f - 233.15f) / g)) * s * g;
+        expected.push_back(std::isnan(r) || r <= 0.0f ? std::uint16_t{0}
+                           : r >= 65535.0f            ? std::uint16_t{65535}
+                                                      : static_cast<std::uint16_t>(r));
+      }
+      kernels::correctWithReferences(frame.view(), {t1.view(), t3.view(), t2.view(), t4.view()}, frames, w,
+                                     233.15f, 262.14f);
+      EXPECT_EQ(pixelsOf(frame), expected) << size.width << " " << frames;
+    }
+  }
+}
+
+// Tk = 2: powers 4 and 8, ln 2 = 0.693147. Gains are reciprocals.
+TEST(PolynomialFlatField, EveryModelHasItsTerms) {
+  struct Case {
+    PolynomialModel model;
+    float gain, offset;
+  };
+  const Case cases[] = {
+      {PolynomialModel::linear, 1.0f / 21.0f, 74.0f},            // 1 + 10*2; 4 + 35*2
+      {PolynomialModel::quadraticOffset, 1.0f / 21.0f, 102.0f},  // + 7*4
+      {PolynomialModel::cubic, 1.0f / 33.0f, 198.0f},            // + 3*4; + 7*4 + 12*8
+      {PolynomialModel::logarithmic, 1.0f / 23.079442f, 78.852030f},
+  };
+  const std::vector<ffcPixelPolyfit> coefficients(5, ffcPixelPolyfit{1, 10, 3, 4, 35, 7, 12});
+  const kernels::PolynomialTerms terms(2.0f);
+  std::vector<float> gain(5, -9.0f), offset(5, -9.0f);
+  EXPECT_FALSE(kernels::evaluatePolynomials(coefficients, PolynomialModel::unknown, terms, gain, offset));
+  EXPECT_EQ(gain[4], -9.0f);
+  for (const Case& c : cases) {
+    ASSERT_TRUE(kernels::evaluatePolynomials(coefficients, c.model, terms, gain, offset));
+    EXPECT_FLOAT_EQ(gain[4], c.gain);
+    EXPECT_FLOAT_EQ(offset[4], c.offset);
+  }
+  // Rounded once: in single precision all the way the cube would be 21952702.
+  EXPECT_EQ(kernels::PolynomialTerms(280.003f).third, 21952704.0f);
+}
+
+// (raw - 1000) * 0.05 K, from 10 K on, 65535 / 262.14 = 250 levels per kelvin.
+TEST(PolynomialFlatField, GainAndOffsetGiveLevels) {
+  const float inf = std::numeric_limits<float>::infinity();
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  Levels levels{2000, 1200, 1199, 65535, 2000, 500, 1000, 2000, 2000};
+  const std::vector<float> gain{0.05f, 0.05f, 0.05f, 0.1f, inf, -inf, inf, nan, 0.05f};
+  std::vector<float> offset(9, 1000.0f);
+  offset[8] = nan;
+  kernels::applyGainAndOffset(levels, gain, offset, kernels::LevelScale(10.0f, 262.14f));
+  // 9999.999 in single precision.
+  EXPECT_EQ(levels, (Levels{9999, 0, 0, 65535, 0, 0, 0, 0, 0}));
+
+  kernels::ValueRange range;
+  EXPECT_FALSE(range.known());
+  range.add(std::vector<float>{3.0f, nan, -2.0f, inf, -inf});
+  EXPECT_EQ(range.low, -2.0f);
+  EXPECT_EQ(range.high, 3.0f);
+}
+
+}  // namespace
