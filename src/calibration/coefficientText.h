@@ -22,6 +22,14 @@ enum class CoefficientLine {
   logarithmicOffset,  ///< "3.2*^6 + 0.5*Tk - 1.5*^6*Log[Tk]": first and last in millions
 };
 
+/// The second-order line that a formula asks for: logarithmic when it is that one exactly, quadratic
+/// otherwise.
+CoefficientLine secondOrderLine(CoefficientGroup group, std::string_view formula);
+
+/// The fields of a group in the order of binary files: 3 of the gain, 4 of the offset. Text holds the first 2
+/// or 3.
+std::span<float ffcPixelPolyfit::*const> binaryFields(CoefficientGroup group);
+
 /// What a line held, as far as it could be read: numbers as written, signs '?' where none was.
 struct CoefficientValues {
   std::array<float, 3> number{};

@@ -54,8 +54,10 @@ std::optional<std::uint32_t> readUnsigned32(std::string_view text) {
   return static_cast<std::uint32_t>(negative ? 0 - value : value);
 }
 
-std::optional<float> readFloat(std::string_view text) {
-  text = skipBlanks(text);
+std::optional<float> readFloat(std::string_view text) { return takeFloat(text); }
+
+std::optional<float> takeFloat(std::string_view& rest) {
+  std::string_view text = skipBlanks(rest);
   const bool negative = takeSign(text);
   const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
   if (hexadecimal) text.remove_prefix(2);
@@ -67,11 +69,24 @@ std::optional<float> readFloat(std::string_view text) {
       std::from_chars(text.data(), text.data() + text.size(), value,
                       hexadecimal ? std::chars_format::hex : std::chars_format::general);
   if (status == std::errc::invalid_argument) return std::nullopt;
+  const std::size_t length = static_cast<std::size_t>(end - text.data());
   if (status == std::errc::result_out_of_range) {
-    const std::string_view number(text.data(), static_cast<std::size_t>(end - text.data()));
-    value = isHuge(number, hexadecimal ? "pP" : "eE") ? std::numeric_limits<float>::infinity() : 0.0f;
+    value = isHuge(text.substr(0, length), hexadecimal ? "pP" : "eE") ? std::numeric_limits<float>::infinity()
+                                                                      : 0.0f;
   }
+  rest = text.substr(length);
   return negative ? -value : value;
+}
+
+std::optional<std::uint16_t> takeUnsigned16(std::string_view& rest) {
+  const std::string_view text = skipBlanks(rest);
+  std::uint16_t value = 0;
+  const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (status != std::errc()) return std::nullopt;
+  const std::string_view behind = text.substr(static_cast<std::size_t>(end - text.data()));
+  if (!behind.empty() && kBlanks.find(behind.front()) == std::string_view::npos) return std::nullopt;
+  rest = behind;
+  return value;
 }
 
 std::uint32_t readHexDigits(std::string_view text) {

@@ -15,6 +15,13 @@ std::optional<std::uint32_t> readUnsigned32(std::string_view text);
 /// with the sign. Nothing when no number comes first.
 std::optional<float> readFloat(std::string_view text);
 
+/// `readFloat` that removes what it read, leading blanks included; nothing is removed without a number.
+std::optional<float> takeFloat(std::string_view& rest);
+
+/// Removes a decimal number 0 to 65535 with the blanks before it. Stricter than "%hu": nothing, and nothing
+/// removed, for a sign, a larger number, or a number that no blank or end of text follows.
+std::optional<std::uint16_t> takeUnsigned16(std::string_view& rest);
+
 /// The hexadecimal digits the text begins with (no blank, sign or "0x"), of which the low 32 bits are kept;
 /// 0 when there is none.
 std::uint32_t readHexDigits(std::string_view text);
