@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ombrix/export.h"
 
@@ -87,6 +89,40 @@ class OMBRIX_EXPORT Ombrix {
   void closeShutter();
   void openShutter();
 
+  /// Manual flat field: applies the table that a shutter run made, or that was loaded from
+  /// "DATAPATH/ffc/MODEL_SERIAL.ffc". Without a table the switch has no effect.
+  void setFFC(const bool& on);
+  bool getFFC();
+  /// Makes the table of the manual flat field from the next `frameCount` frames: the camera has to look at
+  /// something uniform, such as its closed shutter, all the while. The switch of `setFFC` goes off now and on
+  /// at the end; the table is kept in two files under "DATAPATH/ffc". Only the low 16 bits of the count are
+  /// used; when they are 0, nothing starts (logged). A run in progress starts its count anew.
+  /// wait: returns when the run is over. It also returns, with the run ended and the earlier correction back
+  /// in force, when no frame is processed for max(5 s, 10 frame periods), when the camera fails or is
+  /// unplugged, and when the SDK is destroyed.
+  void runFFC(const bool& wait, const int& frameCount);
+
+  /// Repairs the pixels of the camera's defective-pixel list.
+  void setDefectivePixelsCorrection(const bool& on);
+  bool getDefectivePixelsCorrection();
+  /// The same; replaces `pixels` by the list: (column, row) pairs in the order of the file, row by row. With
+  /// an unknown handle `pixels` is untouched.
+  bool getDefectivePixelsCorrection(std::vector<std::pair<int, int>>& pixels);
+  /// Shutterless flat field: tables or polynomials that follow the sensor temperature. Goes off by itself
+  /// when there are no tables for the temperature (logged); switched on again it looks for them, at most
+  /// every 5 s.
+  void setShutterlessCorrection(const bool& on);
+  bool getShutterlessCorrection();
+  /// Corrects temperatures far from the calibration's references; works on top of the shutterless correction.
+  void setRadiometricCorrection(const bool& on);
+  bool getRadiometricCorrection();
+  /// Removal of column and row stripes.
+  void setColumnDestriping(const bool& on);
+  bool getColumnDestriping();
+  /// Temporal filter: weight of the past, 0 (off) to 1; other values are ignored.
+  void setTemporalFiltering(const float& weight);
+  float getTemporalFiltering();
+
   /// Gain control and its bounds (levels 0 to 65535). Each bound is stored only when it lies in that range.
   void setMappingMode(const mapping& mode, const float& low, const float& high);
   mapping getMappingMode();
@@ -98,6 +134,10 @@ class OMBRIX_EXPORT Ombrix {
 
   /// Sensor (FPA) temperature, degrees Celsius.
   float getSensorTemperature();
+  /// Temperature of pixel (x, y), column and row from 0, of the newest thermal frame, degrees Celsius. Means
+  /// something while the shutterless correction is on. emissivity: of the surface, above 0; 1 is a black
+  /// body. -273.15 outside the image and for an emissivity that is none.
+  float getPixelTemperature(const int& x, const int& y, const float& emissivity);
 
  private:
   std::uint64_t lastColorFrameNumber = 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <future>
@@ -12,10 +13,12 @@
 #include "acquisition/TemperatureFilter.h"
 #include "acquisition/USBDeviceDesc.h"
 #include "acquisition/deviceInfo.h"
+#include "acquisition/flatFieldIndex.h"
 #include "common/image.h"
 #include "common/mutex.h"
 #include "core/frameMutex.h"
 #include "core/multithreading.h"
+#include "processing/shutterRunSequence.h"
 #include "processing/state/processData.h"
 
 /// A frame as the getters hand it out.
@@ -78,6 +81,26 @@ class imageAcquisition {
   void initImageBuffers();
   void freeImageBuffers();
 
+  /// Loads the camera's calibration files and sets the switches that depend on them. While the camera is
+  /// being opened, on the application's thread; what is missing is logged and left off.
+  void loadCalibrationFiles();
+  /// Fills the acquisition's thermographic table from a file; false (logged) leaves what was read so far.
+  static bool loadThermographicCorrection(imageAcquisition* acquisition, const std::string& path);
+  /// Brings the flat-field tables, or the evaluated polynomials, to a sensor temperature (kelvin), with their
+  /// range of validity. Without usable tables: false, and `shutterlessCorrection` goes off. By the processing
+  /// task with the frame mutex held, or while nobody else sees the camera.
+  bool _updateFFC(const float& sensorTemperatureK);
+  /// Where this camera's calibration files are looked for.
+  CalibrationPlaces calibrationPlaces() const;
+  /// The directory of calibration files that the camera was opened with.
+  const std::string& dataDirectory() const { return givenName; }
+
+  /// Starts a shutter run of `frames` (at least 1) frames; one in progress starts its count anew.
+  void requestShutterRun(std::uint16_t frames) EXCLUDES(calibrationMutex);
+  /// Waits for the end of the shutter run. Ends it itself, with the earlier correction back in force, when
+  /// the camera is being closed or has failed, or when no frame was processed for max(5 s, 10 frame periods).
+  void waitForShutterRun() EXCLUDES(calibrationMutex);
+
   /// Evaluates the polynomial calibration at the current sensor temperature into the gain and offset maps, on
   /// `processingPool`. False when there is nothing to do: no polynomials of the camera's size, an unknown
   /// model, no finite temperature, or less than 0.01 K since the last evaluation. With the frame mutex held.
@@ -129,6 +152,15 @@ class imageAcquisition {
   float publicationRate GUARDED_BY(frameMutex) = 0.0f;  ///< smoothed, frames per second
   std::condition_variable_any frameCondition;           ///< waited on with the frame mutex
 
+  /// Inner to the frame mutex. The condition tells of the end of a shutter run.
+  Mutex calibrationMutex;
+  std::condition_variable calibrationCondition;
+  ShutterRunSequence shutterRun GUARDED_BY(calibrationMutex);
+  /// Monotonic time of the request, then of the last processed frame of the run.
+  std::int64_t shutterProgressUs GUARDED_BY(calibrationMutex) = 0;
+  bool switchBeforeRun GUARDED_BY(calibrationMutex) = false;  ///< what a cancelled run puts back
+  std::chrono::milliseconds shutterSilence{5000};  ///< how long a waiter bears no frames; tests shorten it
+
   std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
   std::atomic<bool> ready{false};            ///< prepared: the Core worker may process it. Set last.
   std::atomic<bool> dumpFrames{false};       ///< the frame-dump flag
@@ -150,6 +182,13 @@ class imageAcquisition {
   void undoStart();
   void waitForWorkers();
   bool leaving() const;
+  bool loadDefects(const CalibrationPlaces& places);
+  bool loadManualTable(const CalibrationPlaces& places);
+  bool loadPolynomials(const CalibrationPlaces& places);
+  bool loadFlatFieldTables();
+  bool refreshPolynomials();
+  void cancelShutterRun() REQUIRES(calibrationMutex);
+  std::chrono::microseconds shutterPatience() const;
   void deliver(image<unsigned short>& out) REQUIRES(ring.mutex);
   void temperatureLoop(const TemperatureRule& rule);
   void temperatureCycle(const TemperatureRule& rule);
@@ -173,6 +212,8 @@ class imageAcquisition {
   // What the temperature worker keeps from cycle to cycle; no other thread touches it.
   TemperatureFilter temperatureFilter;
   std::int64_t lastCycleNs = 0;
+
+  FlatFieldIndex flatFieldIndex;  ///< belongs to whoever may call `_updateFFC`
 
   WorkerPool pool;  ///< four workers of this camera's own
   std::future<int> temperatureWorker;

@@ -42,6 +42,7 @@ void prepare(imageAcquisition& camera) {
   camera.initImageBuffers();
   logger::info("\033[0;37mInitializing colormaps", LOG_HERE);
   camera.processing.selectColorPreset(0);
+  camera.loadCalibrationFiles();
   if (!camera.startAcquisition()) return;
   camera.ready = true;
 }

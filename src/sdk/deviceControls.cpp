@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr float kZeroCelsiusK = 273.15f;
-
 /// Stores a bound that lies within 0 to 65,535; others (and NaN) leave it as it is.
 void storeBound(unsigned short& bound, float value) {
   if (value >= 0.0f && value <= 65535.0f) bound = truncateToU16(static_cast<double>(value));
@@ -83,9 +81,4 @@ void Ombrix::setColorPreset(int& index) {
 int Ombrix::getColorPreset() {
   const registry::DeviceUser camera(handle, LOG_HERE);
   return camera ? camera->processing.palette.index() : 0;
-}
-
-float Ombrix::getSensorTemperature() {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  return camera ? camera->device.sensorTemperatureK - kZeroCelsiusK : 0.0f;
 }

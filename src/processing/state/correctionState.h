@@ -41,13 +41,13 @@ struct FlatFieldTables {
 /// Flat-field (non-uniformity) correction with tables or polynomials.
 struct FlatFieldState {
   bool shutterlessCorrection = false;  ///< gates table correction, refresh and thermographic correction
-  bool flatFieldCorrection = false;    ///< gates the manual flat-field stage
-  bool twoTableFFC = false;            ///< a pair of tables per slot, refreshed with the sensor temperature
-  std::int32_t ffcMode = 0;            ///< 0 pair with weight, 1 four tables, 2 polynomials
-  std::uint16_t ffcSlot = 0;           ///< 0 or 1
-  std::uint32_t ffcMean = 0;           ///< mean level of the calibration table
-  float ffcWeight = 0.0f;              ///< position between low and high table, 0 to 1
-  float ffcTemperatureK = 0.0f;        ///< of the tables in use
+  std::atomic<bool> flatFieldCorrection{false};  ///< gates the manual flat-field stage; a run clears it
+  bool twoTableFFC = false;      ///< a pair of tables per slot, refreshed with the sensor temperature
+  std::int32_t ffcMode = 0;      ///< 0 pair with weight, 1 four tables, 2 polynomials
+  std::uint16_t ffcSlot = 0;     ///< 0 or 1
+  std::uint32_t ffcMean = 0;     ///< mean level of the calibration table
+  float ffcWeight = 0.0f;        ///< position between low and high table, 0 to 1
+  float ffcTemperatureK = 0.0f;  ///< of the tables in use
   FlatFieldTables ffcTables;
 };
 

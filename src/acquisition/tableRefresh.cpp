@@ -1,0 +1,122 @@
+// Keeps the flat-field tables, or the evaluated polynomials, in step with the sensor temperature.
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "acquisition/imageAcquisition.h"
+#include "calibration/ffcFile.h"
+#include "common/temperature.h"
+#include "processing/calibrationRules.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// How long after a failed refresh the folders are looked through again.
+constexpr std::int64_t kScanPauseUs = 5000000;
+/// How far from the temperature they were evaluated at polynomials count as valid.
+constexpr float kPolynomialValidityC = 0.01f;
+
+std::int64_t monotonicUs() {
+  return static_cast<std::int64_t>(std::chrono::steady_clock::now().time_since_epoch() / 1us);
+}
+
+struct LoadedTable {
+  image<unsigned int> sums;
+  std::uint16_t frames = 0;
+};
+
+bool loadTable(const std::string& path, std::uint16_t width, std::uint16_t height, LoadedTable& table) {
+  float temperature = 0.0f;
+  if (!calibration::peekFFC(path, width, height, table.frames, temperature)) return false;
+  table.sums.allocate(width, height);
+  return loadFFC(&table.sums, table.frames, temperature, path) &&
+         calibration::isUsableFFC(table.frames, temperature);
+}
+
+/// The tables of a pair, read beside those in use.
+struct LoadedPair {
+  LoadedTable low[2];
+  LoadedTable high[2];
+  bool twoReferences = false;
+
+  bool load(const FlatFieldIndex& index, TablePair pair, std::uint16_t width, std::uint16_t height) {
+    const auto& coldPoint = index.points[pair.low];
+    const auto& warmPoint = index.points[pair.high];
+    twoReferences = index.twoReferences();
+    const auto both = [&](int slot, const std::string& cold, const std::string& warm) {
+      return loadTable(cold, width, height, low[slot]) && loadTable(warm, width, height, high[slot]);
+    };
+    return both(0, coldPoint.slot0, warmPoint.slot0) &&
+           (!twoReferences || both(1, coldPoint.slot1, warmPoint.slot1));
+  }
+
+  /// Gives all tables the largest N, which the stages divide by; it loses nothing.
+  std::uint16_t equaliseFrames() {
+    std::uint16_t frames = 0;
+    for (const auto* table : {&low[0], &high[0], &low[1], &high[1]}) frames = std::max(frames, table->frames);
+    for (auto* table : {&low[0], &high[0], &low[1], &high[1]}) {
+      if (table->frames != 0)
+        calibration::rescaleSums({table->sums.data, table->sums.pixelCount()}, table->frames, frames);
+    }
+    return frames;
+  }
+
+  /// Puts the tables in force; this one is left with the earlier ones.
+  void swapInto(processData<unsigned short>& data) {
+    FlatFieldTables& tables = data.flatField.ffcTables;
+    data.slot0Low().swap(low[0].sums);
+    tables.slot0High.swap(high[0].sums);
+    if (!twoReferences) return;
+    tables.slot1Low.swap(low[1].sums);
+    tables.slot1High.swap(high[1].sums);
+  }
+};
+
+std::optional<TablePair> choose(const FlatFieldIndex& index, float temperature) {
+  std::vector<float> temperatures;
+  for (const auto& point : index.points) temperatures.push_back(point.temperatureC);
+  return chooseTables(temperatures, temperature, index.loaded);
+}
+
+}  // namespace
+
+bool imageAcquisition::refreshPolynomials() {
+  if (!updatePolyfit()) return false;
+  CalibrationRun& validity = processing.calibration;
+  const float evaluatedC = toCelsius(processing.polynomials.evaluatedK, 1.0f);
+  validity.ffcLowTemperature = evaluatedC - kPolynomialValidityC;
+  validity.ffcHighTemperature = evaluatedC + kPolynomialValidityC;
+  processing.flatField.ffcTemperatureK = processing.polynomials.evaluatedK;
+  return true;
+}
+
+bool imageAcquisition::_updateFFC(const float& sensorTemperatureK) {
+  if (!std::isfinite(sensorTemperatureK)) return false;  // tells nothing about the tables in force
+  FlatFieldState& flatField = processing.flatField;
+  if (flatField.ffcMode == 2) return refreshPolynomials();
+
+  const std::int64_t now = monotonicUs();
+  if (flatFieldIndex.points.empty() && now - flatFieldIndex.failedUs >= kScanPauseUs)
+    flatFieldIndex = scanFlatFieldTables(calibrationPlaces());
+  const auto pair = choose(flatFieldIndex, toCelsius(sensorTemperatureK, 1.0f));
+  if (pair && pair == flatFieldIndex.loaded) return true;
+  LoadedPair tables;
+  if (!pair || !tables.load(flatFieldIndex, *pair, device.width, device.height)) {
+    flatField.shutterlessCorrection = false;
+    // What is known about the folders is no longer true; the next attempt looks again.
+    flatFieldIndex = {};
+    flatFieldIndex.failedUs = now;
+    return false;
+  }
+  processing.tableFrames() = tables.equaliseFrames();
+  tables.swapInto(processing);
+  flatFieldIndex.loaded = pair;
+  CalibrationRun& validity = processing.calibration;
+  validity.ffcLowTemperature = flatFieldIndex.points[pair->low].temperatureC;
+  validity.ffcHighTemperature = flatFieldIndex.points[pair->high].temperatureC;
+  flatField.ffcMean = static_cast<std::uint32_t>(getFFCMean(processing.slot0Low(), processing.tableFrames()));
+  flatField.ffcTemperatureK = sensorTemperatureK;
+  return true;
+}
