@@ -20,6 +20,7 @@ class Process : public testing::Test {
   Process() {
     settings::create(0, nullptr);
     camera.processing.allocate(4, 2);
+    camera.processing.output.temporalFiltering = 0.0f;  // frames are independent, unless a test says so
   }
   ~Process() override { settings::release(); }
 
