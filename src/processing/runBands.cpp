@@ -41,7 +41,7 @@ class StartedBands {
 void detail::runBands(std::uint32_t tasks, std::uint32_t height, BandFunction run, void* task,
                       std::string_view name) {
   StartedBands started;
-  for (std::uint32_t t = 0; t < tasks; ++t) {
+  for (std::uint32_t t = 0; t < std::max(tasks, 1u); ++t) {
     const kernels::RowBand band = kernels::rowBand(t, tasks, height);
     if (band.empty()) break;  // so are all that follow
     const auto work = [run, task, band] {

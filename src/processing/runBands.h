@@ -18,9 +18,9 @@ void runBands(std::uint32_t tasks, std::uint32_t height, BandFunction run, void*
 }  // namespace detail
 
 /// Runs `task(RowBand)` for `tasks` bands of an image of `height` rows on `processingPool` (inline without a
-/// pool) and returns when all are done. Bands without rows start nothing. The bands run at the same time, so
-/// the task writes its own rows only. Not from a pool task: a band waits for nothing. Allocates nothing in a
-/// steady state.
+/// pool; 0 counts as one) and returns when all are done. Bands without rows start nothing. The bands run at
+/// the same time, so the task writes its own rows only. Not from a pool task: a band waits for nothing.
+/// Allocates nothing in a steady state.
 template <typename Task>
 void runBands(std::uint32_t tasks, std::uint32_t height, Task&& task, std::string_view name) {
   using Callable = std::remove_reference_t<Task>;

@@ -21,6 +21,7 @@ class Process : public testing::Test {
     settings::create(0, nullptr);
     camera.processing.allocate(4, 2);
     mapping.mappingMode = 1;
+    camera.processing.output.temporalFiltering = 0.0f;  // frames are independent, unless a test says so
   }
   ~Process() override { settings::release(); }
 
