@@ -32,13 +32,13 @@ std::uint16_t gate(float levels) {
 void addVotes(const std::uint16_t* row, const std::uint16_t* before, const std::uint16_t* after,
               StepGates gates, std::uint32_t first, std::uint32_t end, std::int32_t* __restrict sums,
               std::uint16_t* __restrict voters) {
-  for (std::uint32_t x = first; x < end; ++x) {
-    const bool votes =
-        (distance(row[x], row[x - 1]) <= gates.step) & (distance(after[x], before[x]) <= gates.reach);
-    const auto mask = static_cast<std::uint16_t>(-static_cast<std::int32_t>(votes));
-    // The mask takes the place of a branch; what passes the gate fits 16 signed bits.
-    const auto step = static_cast<std::int16_t>(static_cast<std::uint16_t>(row[x] - row[x - 1]) & mask);
-    sums[x] += step;
+  // A 64-bit index: the compiler cannot rule out that a 32-bit one wraps, and would go column by column.
+  for (std::size_t x = first; x < end; ++x) {
+    // Masks take the place of branches and stay as narrow as the levels; what passes fits 16 signed bits.
+    const std::uint16_t near = distance(row[x], row[x - 1]) <= gates.step ? 0xffff : 0;
+    const std::uint16_t far = distance(after[x], before[x]) <= gates.reach ? 0xffff : 0;
+    const auto mask = static_cast<std::uint16_t>(near & far);
+    sums[x] += static_cast<std::int16_t>(static_cast<std::uint16_t>(row[x] - row[x - 1]) & mask);
     voters[x] = static_cast<std::uint16_t>(voters[x] - mask);
   }
 }

@@ -52,7 +52,7 @@ float rowOffset(ImageView<const std::uint16_t> image, std::int32_t gate, std::ui
     sum += blockSum;
     votes += blockVotes;
   }
-  if (votes == 0 || votes * 8 < image.width) return 0.0f;
+  if (votes * 2 < image.width) return 0.0f;
   const auto offset = static_cast<float>(static_cast<double>(sum) / (4.0 * static_cast<double>(votes)));
   return std::clamp(offset, -kLargestOffset, kLargestOffset);
 }

@@ -18,7 +18,8 @@ std::int32_t measureRowGate(ImageView<const std::uint16_t> image, std::span<std:
 std::size_t rowSampleSize(std::uint32_t width, std::uint32_t height);
 
 /// offsets[y] = mean difference between row y of the band and its four neighbouring rows, over the pixels
-/// within the gate, limited to 60 levels; 0 where less than an eighth of the row lies within it.
+/// within the gate, limited to 60 levels; 0 where less than half of the row lies within it: row noise
+/// shifts every pixel of a row, an edge of the scene only some.
 void measureRowOffsets(ImageView<const std::uint16_t> image, std::int32_t gate, RowBand rows,
                        std::span<float> offsets);
 
