@@ -13,7 +13,8 @@
 /// empty text, or nothing.
 ///
 /// About the frames: the first frame of a stream is all zero, and every fourth delivery repeats the picture
-/// before it (with its own frame number). Opening any camera switches free-run on for all of them.
+/// before it (with its own frame number). Opening any camera switches free-run on for the process; a camera
+/// that `setFreeRun(false)` paired with its temperatures stays paired until `setFreeRun(true)`.
 class OMBRIX_EXPORT Ombrix {
  public:
   /// Gain control: how corrected 14-bit levels become the 16-bit output image.

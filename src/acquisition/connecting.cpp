@@ -117,7 +117,8 @@ void imageAcquisition::readIdentity() {
 }
 
 void imageAcquisition::moveShutter(bool close) {
-  if (device.connection) device.connection->registers().setShutter(close);
+  // Only where opening succeeded: nobody could open the shutter of a half-opened camera again.
+  if (ready && device.connection) device.connection->registers().setShutter(close);
 }
 
 bool imageAcquisition::releaseAcquisition() {
@@ -130,6 +131,6 @@ bool imageAcquisition::releaseDevice() {
   if (device.linkType != linkTypeUVC) return true;
   device.connection.reset();
   device.sensorRegisters = {};
-  filterStarted = false;
+  temperatureFilter = {};
   return true;
 }

@@ -32,9 +32,10 @@ imageAcquisition::imageAcquisition(const std::string& name, const bool& flag)
     : givenName(name), givenFlag(flag), pool(kPoolWorkers) {}
 
 imageAcquisition::~imageAcquisition() {
+  requestStop();
   stopAcquisition();
+  stopStreaming();
   releaseDevice();
-  waitForWorkers();
 }
 
 void imageAcquisition::init(std::atomic<bool>* workerRunning, std::atomic<bool>* acquiring) {
@@ -43,11 +44,11 @@ void imageAcquisition::init(std::atomic<bool>* workerRunning, std::atomic<bool>*
 }
 
 bool imageAcquisition::setUSBDevice(const USBDeviceDesc& desc, const int& a, const int& b) {
-  firstIndex = a;
-  listIndex = b;
   for (const USBDeviceDesc& row : deviceTable()) {
     if (row.vid != desc.vid || row.pid != desc.pid || row.matchString != desc.matchString) continue;
     descriptor = desc;
+    firstIndex = a;
+    listIndex = b;
     device.modelName = row.modelName;
     device.sensor = row.sensor;
     device.frameRate = row.frameRate;
@@ -134,6 +135,15 @@ bool imageAcquisition::waitImage(image<unsigned short>& out, int timeoutMs) {
   if (!ring.present) return false;
   deliver(out);
   return true;
+}
+
+void imageAcquisition::wakeGetters() {
+  {
+    FairLock lock(frameMutex);
+    rawFrame.ready = true;
+    colorFrame.ready = true;
+  }
+  frameCondition.notify_all();
 }
 
 bool imageAcquisition::hasImage() {

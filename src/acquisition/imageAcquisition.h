@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "acquisition/FrameRing.h"
+#include "acquisition/TemperatureFilter.h"
 #include "acquisition/USBDeviceDesc.h"
 #include "acquisition/deviceInfo.h"
 #include "common/image.h"
@@ -82,6 +83,8 @@ class imageAcquisition {
   bool getImage(image<unsigned short>& out, int timeout);
   /// The same with a bound; false without touching `out` when no frame came in time.
   bool waitImage(image<unsigned short>& out, int timeoutMs);
+  /// Sets both ready flags and wakes every getter: nothing more will come.
+  void wakeGetters() EXCLUDES(frameMutex);
   /// True when `waitImage` would deliver at once.
   bool hasImage() EXCLUDES(ring.mutex);
   /// Pairs deliveries with temperatures or triggers, or ends that.
@@ -119,7 +122,6 @@ class imageAcquisition {
   PublishedFrame rawFrame GUARDED_BY(frameMutex);
   PublishedFrame colorFrame GUARDED_BY(frameMutex);
   float publicationRate GUARDED_BY(frameMutex) = 0.0f;  ///< smoothed, frames per second
-  bool closing GUARDED_BY(frameMutex) = false;          ///< clean-up woke the getters
   std::condition_variable_any frameCondition;           ///< waited on with the frame mutex
 
   std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
@@ -158,16 +160,13 @@ class imageAcquisition {
   std::atomic<bool> connected{false};
   std::atomic<bool> streaming{false};
   std::atomic<bool> stopRequested{false};
-  std::atomic<std::int64_t> startedUs{0};
   mutable Mutex errorMutex;
   char errorText[256] GUARDED_BY(errorMutex) = "none";
 
   Mutex workerMutex;  ///< with `workerCondition`: lets the temperature worker's pause end at once
   std::condition_variable workerCondition;
   // What the temperature worker keeps from cycle to cycle; no other thread touches it.
-  bool filterStarted = false;
-  float filteredK = 0.0f;
-  float smoothedRate = 0.0f;
+  TemperatureFilter temperatureFilter;
   std::int64_t lastCycleNs = 0;
 
   WorkerPool pool;  ///< four workers of this camera's own

@@ -12,9 +12,13 @@ bool imageAcquisition::startAcquisition() {
   if (streaming) return false;
   stopRequested = false;
   acquiringCount::add();
-  if (startStreaming()) {
-    streaming = true;
-    return true;
+  try {
+    if (startStreaming()) {
+      streaming = true;
+      return true;
+    }
+  } catch (...) {  // no memory, no thread
+    undoStart();
   }
   acquiringCount::remove();
   recordError("Unable to start %s streaming!");

@@ -1,6 +1,7 @@
 // The sensor-temperature workers: one per camera, a cycle every 100 ms while its stream runs.
 
 #include <chrono>
+#include <cmath>
 
 #include "acquisition/acquiringCount.h"
 #include "acquisition/imageAcquisition.h"
@@ -14,8 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr float kZeroCelsiusK = 273.15f;
-constexpr float kTemperatureWeight = 0.85f;
-constexpr float kRateWeight = 0.995f;
 constexpr auto kCycle = 100ms;
 
 std::int64_t monotonicNs() {
@@ -56,7 +55,8 @@ void imageAcquisition::temperatureCycle(const TemperatureRule& rule) {
   }
   if (!rule.convertBeforeTest && !rule.frameIsKelvin) value += kZeroCelsiusK;
   const settings& options = settings::current();
-  if (options.FFCValidation) value = options.FFCValidationTemperature + kZeroCelsiusK;
+  const float validationC = options.FFCValidationTemperature;
+  if (options.FFCValidation && std::isfinite(validationC)) value = validationC + kZeroCelsiusK;
   publishTemperature(value);
   if (!device.needsTemperatureFrame) return;
   {
@@ -72,19 +72,11 @@ void imageAcquisition::publishTemperature(float kelvin) {
   const double elapsedMs = static_cast<double>((now - lastCycleNs) / 1000) / 1000.0;  // whole microseconds
   lastCycleNs = now;
   if (!device.temperatureFiltering) {
+    temperatureFilter.started = false;
     device.sensorTemperatureK = kelvin;
-    filterStarted = false;
     return;
   }
-  const float previous = device.sensorTemperatureK;
-  filteredK = filterStarted ? 0.15f * kelvin + kTemperatureWeight * filteredK : kelvin;
-  device.sensorTemperatureK = filteredK;
-  if (!filterStarted) {
-    filterStarted = true;
-    smoothedRate = 0.0f;
-  } else if (elapsedMs > 0.0) {
-    const float rate = (filteredK - previous) / static_cast<float>(elapsedMs) * 1000.0f;
-    smoothedRate = 0.005f * rate + kRateWeight * smoothedRate;
-  }
-  device.temperatureRate = smoothedRate;
+  temperatureFilter.update(kelvin, static_cast<float>(elapsedMs));
+  device.sensorTemperatureK = temperatureFilter.filteredK;
+  device.temperatureRate = temperatureFilter.rateKPerS;
 }

@@ -46,7 +46,7 @@ struct image {
   }
 
   std::size_t pixelCount() const { return std::size_t{width} * height; }
-  bool empty() const { return data == nullptr; }
+  bool empty() const { return pixelCount() == 0; }
   void clear() { std::fill_n(data, pixelCount(), T{}); }
   ImageView<T> view() { return {data, width, height}; }
   ImageView<const T> view() const { return {data, width, height}; }

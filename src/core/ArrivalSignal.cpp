@@ -1,3 +1,3 @@
 #include "core/ArrivalSignal.h"
 
-ArrivalSignal frameArrivals;
+ArrivalSignal& frameArrivals = *new ArrivalSignal;

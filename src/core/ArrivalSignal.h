@@ -22,7 +22,7 @@ class ArrivalSignal {
   }
 
   /// Waits until more than `seen` things have arrived, at most `limit`.
-  void waitBeyond(std::uint64_t seen, std::chrono::milliseconds limit) EXCLUDES(mutex) {
+  void waitBeyond(std::uint64_t seen, std::chrono::microseconds limit) EXCLUDES(mutex) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     MutexLock lock(mutex);
     while (arrivals <= seen) {
@@ -36,5 +36,5 @@ class ArrivalSignal {
   std::uint64_t arrivals GUARDED_BY(mutex) = 0;
 };
 
-/// What the Core worker waits for between cycles.
-extern ArrivalSignal frameArrivals;
+/// What the Core worker waits for between cycles. Never destroyed: a process may end while cameras deliver.
+extern ArrivalSignal& frameArrivals;

@@ -20,9 +20,9 @@ class Core {
     std::uint16_t displayHeight = 0;
   };
 
-  /// Creates the camera of `handle`, enters it in the registry and prepares it. False when the handle is
-  /// taken (logged) or the camera could not be prepared (logged; it stays registered).
-  static bool openCamera(int handle, const std::string& dataPath);
+  /// Creates the camera of handle `deviceHandle`, enters it in the registry and prepares it. False when the
+  /// handle is taken (logged) or the camera could not be prepared (logged; it stays registered).
+  static bool openCamera(int deviceHandle, const std::string& dataPath);
 
   /// Prepares every listed camera that opening was not tried for yet, starts the worker thread if it is not
   /// running, and switches free-run on.

@@ -72,7 +72,7 @@ struct ThreadPool<0, 0>::Impl {
     threads.reserve(workers);
     try {
       while (threads.size() < workers) threads.emplace_back([this] { workerThreadProc(); });
-    } catch (const std::system_error&) {
+    } catch (...) {  // the system refuses another thread: the pool makes do with those it has
       if (threads.empty()) throw;
     }
   }

@@ -32,4 +32,5 @@ class CameraList {
   std::vector<std::unique_ptr<imageAcquisition>> cameras GUARDED_BY(mutex);
 };
 
-extern CameraList cameraList;
+/// Never destroyed: a process may end without destroying its OmbrixSDK, while the worker still cycles.
+extern CameraList& cameraList;

@@ -17,7 +17,7 @@
 #include "core/settings.h"
 #include "presentation/ColorPreset.h"
 
-CameraList cameraList;
+CameraList& cameraList = *new CameraList;
 
 namespace {
 
@@ -26,8 +26,12 @@ using namespace std::chrono_literals;
 /// How long clean-up waits for calls in progress before it leaves their camera alone.
 constexpr auto kUserGrace = 5s;
 
-Mutex coreMutex;
-std::future<int> worker GUARDED_BY(coreMutex);
+/// Never destroyed, so that a process may end while cameras stream.
+struct WorkerHandle {
+  Mutex coreMutex;
+  std::future<int> worker GUARDED_BY(coreMutex);
+};
+WorkerHandle& handle = *new WorkerHandle;
 
 /// Connects, configures and starts one camera; it becomes `ready` only when all of that succeeded.
 void prepare(imageAcquisition& camera) {
@@ -50,22 +54,23 @@ void prepareListedCameras() {
   }
 }
 
-void startWorker() REQUIRES(coreMutex) {
-  if (worker.valid()) {
+void startWorker() REQUIRES(handle.coreMutex) {
+  if (handle.worker.valid()) {
     logger::info("Worker thread is already running", LOG_HERE);
     return;
   }
   workerRunningFlag = true;
   logger::info("Starting worker thread", LOG_HERE);
-  worker = multithreading::startThread(
+  handle.worker = multithreading::startThread(
       [] {
         Core::workerThreadProc();
         return multithreading::kTaskDone;
       },
       "worker");
+  if (!handle.worker.valid()) workerRunningFlag = false;
 }
 
-void initLocked() REQUIRES(coreMutex) {
+void initLocked() REQUIRES(handle.coreMutex) {
   if (colorPresetCount() == 0) loadColorPresets();
   prepareListedCameras();
   startWorker();
@@ -73,23 +78,12 @@ void initLocked() REQUIRES(coreMutex) {
   freeRunMode = true;
 }
 
-/// Sets both ready flags and wakes every getter of the camera.
-void wakeGetters(imageAcquisition& camera) {
-  {
-    FairLock lock(frameMutex);
-    camera.closing = true;
-    camera.rawFrame.ready = true;
-    camera.colorFrame.ready = true;
-  }
-  camera.frameCondition.notify_all();
-}
-
 /// True when no call is in progress on the camera any more.
 bool waitForUsers(imageAcquisition& camera) {
   const auto deadline = std::chrono::steady_clock::now() + kUserGrace;
   while (camera.users > 0) {
     if (std::chrono::steady_clock::now() >= deadline) return false;
-    wakeGetters(camera);
+    camera.wakeGetters();
     std::this_thread::sleep_for(1ms);
   }
   return true;
@@ -110,25 +104,26 @@ void removeViewerFiles() {
 
 }  // namespace
 
-bool Core::openCamera(int handle, const std::string& dataPath) {
-  MutexLock lock(coreMutex);
-  if (registry::contains(handle)) {
-    logger::error(format("Device is already connected. Handle: {:d}", handle), LOG_HERE);
+bool Core::openCamera(int deviceHandle, const std::string& dataPath) {
+  MutexLock lock(handle.coreMutex);
+  if (registry::contains(deviceHandle)) {
+    logger::error(format("Device is already connected. Handle: {:d}", deviceHandle), LOG_HERE);
     return false;
   }
   if (!settings::inst()) return false;  // no SDK object: its error line says so
   imageAcquisition* const camera = cameraList.add(std::make_unique<imageAcquisition>(dataPath, true));
-  if (!camera->setUSBDevice(UVCConnection::describeDevice(handle), 0, handle)) camera->prepared = true;
+  if (!camera->setUSBDevice(UVCConnection::describeDevice(deviceHandle), 0, deviceHandle)) {
+    camera->prepared = true;
+  }
   initLocked();
   // Only now, so that no other thread meets a half-prepared camera.
-  registry::add(handle, camera);
-  if (!camera->ready) return false;
-  logger::debug(format("Device connected. Handle: {:d}", handle), LOG_HERE);
-  return true;
+  registry::add(deviceHandle, camera);
+  logger::debug(format("Device connected. Handle: {:d}", deviceHandle), LOG_HERE);
+  return camera->ready;
 }
 
 void Core::init(int, char**) {
-  MutexLock lock(coreMutex);
+  MutexLock lock(handle.coreMutex);
   initLocked();
 }
 
@@ -139,15 +134,15 @@ void Core::cleanup() {
   freeRunMode = false;
   // A camera being opened on another thread gives up at its next transfer, each of which may take seconds.
   UVCConnection::refuseTransfers(true);
-  MutexLock lock(coreMutex);
+  MutexLock lock(handle.coreMutex);
   workerRunningFlag = false;  // a camera that was being opened meanwhile may have started the worker
   freeRunMode = false;
   std::vector<imageAcquisition*> cameras;
   cameraList.snapshot(cameras);
   for (imageAcquisition* camera : cameras) camera->broadcast();
   frameArrivals.notify();
-  if (worker.valid()) multithreading::waitThread(worker);
-  for (imageAcquisition* camera : cameras) wakeGetters(*camera);
+  if (handle.worker.valid()) multithreading::waitThread(handle.worker);
+  for (imageAcquisition* camera : cameras) camera->wakeGetters();
   for (imageAcquisition* camera : cameras) camera->requestStop();
   for (imageAcquisition* camera : cameras) camera->stopAcquisition();
   logger::info("\033[1;34mCleanup...", LOG_HERE);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/format.h"
+#include "common/numerics.h"
 #include "core/ArrivalSignal.h"
 #include "core/Core.h"
 #include "core/cameraList.h"
@@ -23,9 +24,9 @@ using namespace std::chrono_literals;
 constexpr const char* kEntered = "\033[0;38;5;178m→";
 constexpr const char* kFinished = "\033[0;49;32mDone";
 /// The longest pause of the worker; arrivals and clean-up end it earlier.
-constexpr auto kIdle = 50ms;
-/// How often a camera is looked at that is held back by its rate limit or by free-run off.
-constexpr auto kHeldBack = 5ms;
+constexpr std::chrono::microseconds kIdle = 50ms;
+/// How often a camera is looked at that free-run holds back.
+constexpr std::chrono::microseconds kHeldBack = 5ms;
 
 std::int64_t monotonicUs() {
   return static_cast<std::int64_t>(std::chrono::steady_clock::now().time_since_epoch() / 1us);
@@ -40,11 +41,13 @@ bool wantsFrames(const imageAcquisition& camera) {
   return freeRunMode || camera.device.needsTemperatureFrame;
 }
 
-bool rateAllows(const imageAcquisition& camera) {
+/// How long the camera's rate limit still holds its next frame back; 0 = not at all.
+std::chrono::microseconds heldBackFor(const imageAcquisition& camera) {
   const float limit = camera.rateLimit;
-  if (!(limit > 0.0f)) return true;
-  const double periodUs = 1e6 / static_cast<double>(limit);
-  return static_cast<double>(monotonicUs() - camera.lastFrameUs) >= periodUs;
+  if (!(limit > 0.0f)) return 0us;
+  const auto period = std::chrono::microseconds(truncateToI32(1e6 / static_cast<double>(limit)));
+  const auto passed = std::chrono::microseconds(monotonicUs() - camera.lastFrameUs);
+  return std::max<std::chrono::microseconds>(period - passed, 0us);
 }
 
 bool usable(const imageAcquisition& camera) { return camera.ready && !camera.hasError() && !camera.isLost(); }
@@ -53,7 +56,8 @@ bool usable(const imageAcquisition& camera) { return camera.ready && !camera.has
 struct Cycle {
   std::vector<imageAcquisition*> cameras;
   std::vector<std::future<int>> tasks;
-  bool heldBack = false;
+  WorkerPool* pool = nullptr;         ///< looked up once: another SDK object may replace it meanwhile
+  std::chrono::microseconds pause{};  ///< until something that is held back now may be due
 };
 
 void startTask(Cycle& cycle, std::size_t position) {
@@ -62,7 +66,7 @@ void startTask(Cycle& cycle, std::size_t position) {
                                      camera->processing.outputImage.width,
                                      camera->processing.outputImage.height};
   cycle.tasks.push_back(multithreading::startWorkerThread(
-      auxiliaryPool,
+      cycle.pool,
       [data] {
         Core::processThreadProc(data);
         return multithreading::kTaskDone;
@@ -72,17 +76,19 @@ void startTask(Cycle& cycle, std::size_t position) {
 
 /// Starts a task for every camera with a new frame that is due.
 void startTasks(Cycle& cycle) {
-  cycle.heldBack = false;
+  cycle.tasks.reserve(cycle.cameras.size());  // nothing may fail between starting a task and keeping it
+  cycle.pause = kIdle;
   for (std::size_t i = 0; i < cycle.cameras.size(); ++i) {
     imageAcquisition& camera = *cycle.cameras[i];
     if (!usable(camera)) continue;
     if (!wantsFrames(camera)) {
-      cycle.heldBack = true;
+      cycle.pause = std::min(cycle.pause, kHeldBack);
     } else if (camera.hasImage()) {
-      if (rateAllows(camera)) {
+      const auto wait = heldBackFor(camera);
+      if (wait == 0us) {
         startTask(cycle, i);
       } else {
-        cycle.heldBack = true;
+        cycle.pause = std::min(cycle.pause, wait);
       }
     }
   }
@@ -90,22 +96,28 @@ void startTasks(Cycle& cycle) {
 
 void waitForTasks(Cycle& cycle) {
   // The machine may have no other worker to run them.
-  if (auxiliaryPool) auxiliaryPool->runPending();
+  if (cycle.pool) cycle.pool->runPending();
   for (auto& task : cycle.tasks) multithreading::waitThread(task);
   cycle.tasks.clear();
 }
 
 void runCycle(Cycle& cycle) {
   const std::uint64_t seen = frameArrivals.count();
+  cycle.pool = auxiliaryPool;
   cameraList.snapshot(cycle.cameras);
   startTasks(cycle);
-  if (!cycle.tasks.empty()) {
-    waitForTasks(cycle);
-  } else if (cycle.heldBack) {
-    frameArrivals.waitBeyond(~std::uint64_t{0}, kHeldBack);  // an arrival would not make it due
+  if (cycle.tasks.empty()) {
+    frameArrivals.waitBeyond(seen, cycle.pause);
   } else {
-    frameArrivals.waitBeyond(seen, kIdle);
+    waitForTasks(cycle);
   }
+}
+
+/// A cycle that threw, for example for want of memory: the worker goes on, without a hot loop of failures.
+void recoverFrom(Cycle& cycle) {
+  waitForTasks(cycle);
+  logger::error("Frame cycle failed", LOG_HERE);
+  frameArrivals.waitBeyond(~std::uint64_t{0}, kHeldBack);
 }
 
 /// Marks a frame as ready for its getter.
@@ -151,22 +163,12 @@ void Core::workerThreadProc() {
   while (workerRunningFlag) {
     try {
       runCycle(cycle);
-    } catch (const std::exception& failure) {
-      logger::error(format("Frame cycle failed: {:s}", std::string(failure.what())), LOG_HERE);
-      for (auto& task : cycle.tasks) multithreading::waitThread(task);
-      cycle.tasks.clear();
+    } catch (...) {
+      recoverFrom(cycle);
     }
   }
   cameraList.snapshot(cycle.cameras);
-  for (imageAcquisition* camera : cycle.cameras) {
-    {
-      FairLock lock(frameMutex);
-      camera->colorFrame.ready = true;
-      camera->rawFrame.ready = true;
-      camera->closing = true;
-    }
-    camera->frameCondition.notify_all();
-  }
+  for (imageAcquisition* camera : cycle.cameras) camera->wakeGetters();
 }
 
 void Core::processThreadProc(processThreadData data) {

@@ -62,11 +62,15 @@ std::future<int> startProcessingThread(F&& task, std::string_view name) {
   return detail::start(processingPool, std::forward<F>(task));
 }
 
-/// ... on `auxiliaryPool`: the Core worker.
+/// ... on `auxiliaryPool`: the Core worker. Without a pool nothing is started, since a worker's loop must not
+/// run on its caller: one error line, and an empty future.
 template <typename F>
 std::future<int> startThread(F&& task, std::string_view name) {
   logger::debug(name, LOG_HERE);
-  return detail::start(auxiliaryPool, std::forward<F>(task));
+  WorkerPool* const pool = auxiliaryPool;
+  if (pool) return pool->enqueue(std::forward<F>(task));
+  logger::error("There is no pool to start a thread on", LOG_HERE);
+  return {};
 }
 
 /// Waits for the task and consumes its result; its exception, already reported by the pool, is swallowed.

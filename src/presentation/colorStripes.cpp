@@ -6,6 +6,7 @@
 
 #include "core/multithreading.h"
 #include "presentation/kernels/colorizeRows.h"
+#include "processing/rowBands.h"
 
 namespace {
 
@@ -17,25 +18,39 @@ struct StripeJob {
   ImageView<const std::uint16_t> levels;
   ImageView<rgb_24b> colors;
   const ColorTable& table;
-  std::uint32_t rows;  ///< of one stripe
+  std::uint32_t stripes;
+};
+
+/// The tasks of one frame. Waits for those that were started whatever happens: they borrow from the caller.
+struct StartedStripes {
+  StartedStripes() = default;
+  StartedStripes(const StartedStripes&) = delete;
+  StartedStripes& operator=(const StartedStripes&) = delete;
+  ~StartedStripes() {
+    for (auto& task : tasks) {
+      if (task.valid()) multithreading::waitThread(task);
+    }
+  }
+  std::array<std::future<int>, kMostStripes> tasks;
 };
 
 }  // namespace
 
-unsigned colorStripeCount(std::int32_t processingUnits) {
-  return static_cast<unsigned>(std::clamp<std::int32_t>(processingUnits, 1, kMostStripes));
+unsigned colorStripeCount(std::int32_t processingUnits, std::uint32_t height) {
+  const auto wanted = static_cast<std::uint32_t>(std::clamp<std::int32_t>(processingUnits, 1, kMostStripes));
+  return std::clamp(wanted, 1u, std::max(height, 1u));
 }
 
 void paintStripes(ImageView<const std::uint16_t> levels, ImageView<rgb_24b> colors, const ColorTable& table,
                   unsigned stripes) {
-  const StripeJob job{levels, colors, table, levels.height / stripes};
-  std::array<std::future<int>, kMostStripes> tasks;
+  const StripeJob job{levels, colors, table, stripes};
+  StartedStripes started;
   for (unsigned s = 0; s < stripes; s++) {
     const auto paint = [&job, s] {
-      kernels::colorizeRows(job.levels, job.colors, job.table, s * job.rows, (s + 1) * job.rows);
+      const auto rows = kernels::stripeBand(s, job.stripes, job.levels.height);
+      kernels::colorizeRows(job.levels, job.colors, job.table, rows.first, rows.end);
       return multithreading::kTaskDone;
     };
-    tasks[s] = multithreading::startWorkerThread(processingPool, paint, "colorize");
+    started.tasks[s] = multithreading::startWorkerThread(processingPool, paint, "colorize");
   }
-  for (unsigned s = 0; s < stripes; s++) multithreading::waitThread(tasks[s]);
 }

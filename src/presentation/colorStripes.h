@@ -6,8 +6,9 @@
 #include "common/views.h"
 #include "presentation/ColorTable.h"
 
-/// The stripe count that a frame is cut into, from the processing-unit setting: 1 to 1024.
-unsigned colorStripeCount(std::int32_t processingUnits);
+/// The stripe count that a frame of `height` rows is cut into, from the processing-unit setting: 1 to 1024,
+/// and not more than rows.
+unsigned colorStripeCount(std::int32_t processingUnits, std::uint32_t height);
 
 /// Paints `levels` into `colors` in `stripes` tasks of floor(height / stripes) rows on `processingPool`
 /// (inline without a pool) and waits for all of them. The last height mod stripes rows keep the colours they

@@ -25,7 +25,7 @@ bool paint(processData<unsigned short>& processing) {
   MutexLock lock(processing.palette.colourMutex);
   if (!processing.palette.ready()) return false;
   paintStripes(levels.view(), colors.view(), processing.palette.table(),
-               colorStripeCount(settings::current().processingUnits));
+               colorStripeCount(settings::current().processingUnits, levels.height));
   return true;
 }
 

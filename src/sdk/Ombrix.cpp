@@ -1,8 +1,10 @@
 #include "ombrix/Ombrix.h"
 
-#include <algorithm>
+#include <exception>
+#include <string_view>
 
 #include "acquisition/imageAcquisition.h"
+#include "common/format.h"
 #include "core/Core.h"
 #include "core/deviceRegistry.h"
 #include "core/frameDelivery.h"
@@ -20,11 +22,26 @@ std::string calibrationDirectory(std::string path) {
 
 Ombrix::Ombrix(const int& deviceHandle, const std::string& path)
     : handle(deviceHandle), dataPath(calibrationDirectory(path)) {
-  Core::openCamera(handle, dataPath);
+  try {
+    Core::openCamera(handle, dataPath);
+  } catch (const std::exception& failure) {  // no memory, no thread
+    logger::error(format("Opening failed: {:s}. Handle: {:d}", std::string_view(failure.what()), handle),
+                  LOG_HERE);
+  }
 }
 
-Ombrix::Ombrix(const Ombrix& other) = default;
-Ombrix& Ombrix::operator=(const Ombrix& other) = default;
+Ombrix::Ombrix(const Ombrix& other) { *this = other; }
+
+Ombrix& Ombrix::operator=(const Ombrix& other) {
+  if (this == &other) return *this;
+  dataPath = other.dataPath;
+  handle = other.handle;
+  FairLock lock(frameMutex);  // a getter may be writing the numbers
+  lastRawFrameNumber = other.lastRawFrameNumber;
+  lastColorFrameNumber = other.lastColorFrameNumber;
+  return *this;
+}
+
 Ombrix::~Ombrix() = default;
 
 bool Ombrix::getRawFrame(std::uint8_t* buffer, metadata* md, const int& timeout) {

@@ -1,6 +1,8 @@
 #include "ombrix/OmbrixSDK.h"
 
 #include <algorithm>
+#include <exception>
+#include <string_view>
 
 #include "acquisition/imageAcquisition.h"
 #include "acquisition/transport/UVCConnection.h"
@@ -17,20 +19,33 @@
 std::map<int, void*> OmbrixSDK::mConnectedDevices;
 bool OmbrixSDK::mStatus = false;
 
-OmbrixSDK::OmbrixSDK(const verbosityLevel& verbosity, const int& processingUnits) {
+namespace {
+
+void startUp(OmbrixSDK::verbosityLevel verbosity, int processingUnits, const LogContext& context) {
   registry::clear();
   logger::init(static_cast<logger::verbosityLevel>(std::min<int>(verbosity, logger::verbosityInfo)), "", true,
                true);
-  logger::info("Initializing...", LOG_HERE);
+  logger::info("Initializing...", context);
   settings::create(0, nullptr);
-  if (verbosity >= verbosityInfo) settings::inst()->parseParam("verbose");
-  mStatus = UVCConnection::init();
+  if (verbosity >= OmbrixSDK::verbosityInfo) settings::inst()->parseParam("verbose");
+  OmbrixSDK::mStatus = UVCConnection::init();
   imageAcquisition::init(&workerRunningFlag, &acquiringFlag);
   const int units = processingUnits < 1 ? static_cast<int>(ThreadPool::hardwareThreads()) : processingUnits;
   settings::inst()->parseParam(format("processingUnits={:d}", units));
   multithreading::createPools(static_cast<unsigned>(units));
   loadColorPresets();
   freeRunMode = false;
+}
+
+}  // namespace
+
+OmbrixSDK::OmbrixSDK(const verbosityLevel& verbosity, const int& processingUnits) {
+  try {
+    startUp(verbosity, processingUnits, LOG_HERE);
+  } catch (const std::exception& failure) {  // no memory, no thread
+    mStatus = false;
+    logger::error(format("Start-up failed: {:s}", std::string_view(failure.what())), LOG_HERE);
+  }
 }
 
 OmbrixSDK::OmbrixSDK(const OmbrixSDK&) {}

@@ -79,7 +79,7 @@ TEST(DeviceBinding, MatchesIdsAndMatchStringExactly) {
     EXPECT_EQ(camera.device.dataType, c.dataType);
     EXPECT_EQ(camera.device.linkType, c.linkType);
     EXPECT_EQ(camera.name(), c.found ? c.model : "calib");
-    EXPECT_EQ(camera.deviceNumber(), 3);
+    EXPECT_EQ(camera.deviceNumber(), c.found ? 3 : -1);
   }
   EXPECT_TRUE(log.contains("device 0x0483:0x5740 (velt core) not found!"));
   EXPECT_TRUE(log.contains("device 0x0000:0x0000 () not found!"));
@@ -87,8 +87,8 @@ TEST(DeviceBinding, MatchesIdsAndMatchStringExactly) {
 
 TEST(DeviceBinding, ProxySubstitutesTheSensorBehindTheLargeModel) {
   const LogCapture log;
-  const std::array<USBDeviceDesc, 1> rows{USBDeviceDesc{0x5c2b, 0x96ed, "/dev/bus/usb", "", "", {}, "USB3-Q7",
-                                                        "Velt1280", 30.0f, 1280, 1024, 1, 5, true}};
+  const std::array<USBDeviceDesc, 1> rows{USBDeviceDesc{
+      0x5c2b, 0x96ed, "/dev/bus/usb", "", "", {}, "USB3-Q7", "Velt1280", 30.0f, 1280, 1024, 1, 5, true}};
   setDeviceTableForTesting(rows);
   settings::create(0, nullptr);
   imageAcquisition plain("data", true);
@@ -121,6 +121,21 @@ TEST(DeviceBinding, LinkWithoutVideoConnectsButCannotStream) {
   EXPECT_FALSE(camera.getImage(out, 0));
   EXPECT_EQ(out.data[3], 0);
   EXPECT_TRUE(camera.releaseAcquisition());
+}
+
+TEST(SensorTemperature, IsSmoothedAndDifferentiated) {
+  TemperatureFilter filter;
+  filter.update(300.0f, 0.0f);
+  EXPECT_EQ(filter.filteredK, 300.0f) << "the first value stands for itself";
+  EXPECT_EQ(filter.rateKPerS, 0.0f);
+  filter.update(302.0f, 100.0f);  // 0.15 * 302 + 0.85 * 300; 0.3 K in 0.1 s, of which 0.005 count
+  EXPECT_NEAR(filter.filteredK, 300.3f, 1e-4f);
+  EXPECT_NEAR(filter.rateKPerS, 0.015f, 1e-4f);
+  filter.update(302.0f, 0.0f);  // no time passed: the rate stays
+  EXPECT_NEAR(filter.filteredK, 300.555f, 1e-4f);
+  EXPECT_NEAR(filter.rateKPerS, 0.015f, 1e-4f);
+  filter.update(302.0f, 50.0f);  // + 0.21675 K in 0.05 s: 0.005 * 4.335 + 0.995 * 0.015
+  EXPECT_NEAR(filter.rateKPerS, 0.0366f, 2e-4f);
 }
 
 TEST_F(RingCase, EveryFourthDeliveryIsOneSlotOld) {

@@ -60,16 +60,21 @@ TEST_F(MultithreadingTest, WithoutAPoolTasksRunInline) {
   EXPECT_EQ(future.get(), 42);
 
   testing::internal::CaptureStderr();
-  auto failing = multithreading::startThread([]() -> int { throw std::runtime_error("no memory"); }, "band");
+  auto failing =
+      multithreading::startProcessingThread([]() -> int { throw std::runtime_error("no memory"); }, "band");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error in task: no memory\n");
   EXPECT_THROW(failing.get(), std::runtime_error);
+  EXPECT_EQ(log.lines().size(), 0u);
+  EXPECT_FALSE(multithreading::startThread([] { return 1; }, "a loop").valid()) << "would never come back";
+  EXPECT_TRUE(log.contains("There is no pool to start a thread on"));
 }
 
 TEST_F(MultithreadingTest, WaitThreadConsumesTheFutureWhateverBecameOfItsTask) {
   const LogCapture log(logger::verbosityErrors);
   testing::internal::CaptureStderr();
-  auto done = multithreading::startThread([] { return 42; }, "done");
-  auto failed = multithreading::startThread([]() -> int { throw std::runtime_error("x"); }, "failed");
+  auto done = multithreading::startProcessingThread([] { return 42; }, "done");
+  auto failed =
+      multithreading::startProcessingThread([]() -> int { throw std::runtime_error("x"); }, "failed");
   auto broken = std::promise<int>().get_future();
   testing::internal::GetCapturedStderr();
   for (std::future<int>* future : {&done, &failed, &broken}) {

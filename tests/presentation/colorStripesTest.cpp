@@ -85,10 +85,12 @@ TEST_P(ColorStripes, RowsBeyondTheLastFullStripeKeepTheirColours) {
 INSTANTIATE_TEST_SUITE_P(Workers, ColorStripes, testing::Values(0u, 1u, 2u));
 
 TEST(ColorStripeCount, IsLimited) {
-  EXPECT_EQ(colorStripeCount(0), 1u);
-  EXPECT_EQ(colorStripeCount(-2147483647 - 1), 1u);
-  EXPECT_EQ(colorStripeCount(8), 8u);
-  EXPECT_EQ(colorStripeCount(2147483647), 1024u);
+  EXPECT_EQ(colorStripeCount(0, 480), 1u);
+  EXPECT_EQ(colorStripeCount(-2147483647 - 1, 480), 1u);
+  EXPECT_EQ(colorStripeCount(8, 480), 8u);
+  EXPECT_EQ(colorStripeCount(2147483647, 4000), 1024u);
+  EXPECT_EQ(colorStripeCount(1024, 480), 480u) << "more stripes than rows would paint nothing";
+  EXPECT_EQ(colorStripeCount(4, 0), 1u);
 }
 
 }  // namespace

@@ -11,17 +11,7 @@
 #include "ombrix/Ombrix.h"
 #include "ombrix/OmbrixSDK.h"
 #include "support/LogCapture.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define OMBRIX_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define OMBRIX_SANITIZED 1
-#endif
-#endif
-#ifndef OMBRIX_SANITIZED
-#define OMBRIX_SANITIZED 0
-#endif
+#include "support/sanitized.h"
 
 /// True where the code runs at full speed, so that rates of a live stream mean something.
 constexpr bool kFullSpeed = !OMBRIX_SANITIZED;

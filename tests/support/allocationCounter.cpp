@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <new>
 
-#if OMBRIX_COUNTS_ALLOCATIONS
+#if !OMBRIX_SANITIZED
 namespace {
 std::atomic<std::uint64_t> allocations{0};
 
@@ -30,6 +30,4 @@ void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
-#else
-std::uint64_t allocationCount() { return 0; }
 #endif

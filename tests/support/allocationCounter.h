@@ -2,21 +2,11 @@
 
 #include <cstdint>
 
-// The thread sanitizer brings an operator new of its own, which cannot be replaced.
-#if defined(__SANITIZE_THREAD__)
-#define OMBRIX_COUNTS_ALLOCATIONS 0
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define OMBRIX_COUNTS_ALLOCATIONS 0
-#endif
-#endif
-#if !defined(OMBRIX_COUNTS_ALLOCATIONS)
-#define OMBRIX_COUNTS_ALLOCATIONS 1
-#endif
+#include "support/sanitized.h"
 
-/// False where allocationCount() stays 0; tests that need it skip themselves.
-constexpr bool kCountsAllocations = OMBRIX_COUNTS_ALLOCATIONS;
-
-/// Calls of operator new in the whole process so far, whatever the thread. The test programs count them so
-/// that a test can show that a path allocates nothing.
+/// Calls of operator new in the whole process so far, whatever the thread: with it a test shows that a path
+/// allocates nothing. Sanitizers bring an operator new of their own, so those builds have neither the counter
+/// nor the tests that use it.
+#if !OMBRIX_SANITIZED
 std::uint64_t allocationCount();
+#endif

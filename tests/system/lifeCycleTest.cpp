@@ -71,6 +71,7 @@ TEST(LifeCycle, ACameraThatCannotBeOpenedSaysWhyAndHarmsNobody) {
 
   ASSERT_EQ(rig.platform->pump(0, 1), 1u);
   EXPECT_TRUE(good.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  const auto transfers = rig.platform->camera(1).transfers().size();
   for (Ombrix* dead : {&unknown, &refused, &placeholder}) {
     EXPECT_FALSE(dead->getRawFrame(nullptr, nullptr, 5));
     EXPECT_FALSE(dead->getColorFrame(nullptr, nullptr, 5));
@@ -80,6 +81,7 @@ TEST(LifeCycle, ACameraThatCannotBeOpenedSaysWhyAndHarmsNobody) {
     dead->setColorPreset(preset);
     EXPECT_EQ(dead->getSerialNumber(), dead == &refused ? "466001360" : "");
   }
+  EXPECT_EQ(rig.platform->camera(1).transfers().size(), transfers) << "no shutter of a camera nobody can use";
   EXPECT_LT(closingTime(rig), 2s);
 }
 
@@ -172,7 +174,10 @@ TEST(LifeCycle, RawAndColourConsumersBothGetTheirFrames) {
   });
   for (std::uint64_t n = 1; !kFullSpeed && n <= kFrames; ++n) {
     rig.platform->pump(0, 1);
-    ASSERT_TRUE(waitFor([&] { return rawLast == n && colorLast == n; }, 20s)) << n;
+    if (waitFor([&] { return rawLast == n && colorLast == n; }, 20s)) continue;
+    ADD_FAILURE() << "frame " << n << " reached " << rawLast << " and " << colorLast;
+    rig.sdk.reset();  // frees the consumers
+    break;
   }
   rawConsumer.join();
   colorConsumer.join();
@@ -223,15 +228,46 @@ TEST(LifeCycle, DestructionOvertakesASlowOpening) {
   EXPECT_EQ(rig.platform->startCount(), 0);
 }
 
+TEST(LifeCycle, ATriggerLetsOneFrameThrough) {
+  SdkRig rig("marlow3;scene=coded;step=on");
+  Ombrix camera(0);
+  camera.setFreeRun(false);
+  // A temperature comes every 100 ms; a trigger does not wait for it.
+  Ombrix::metadata md;
+  for (std::uint64_t n = 1; n <= 3; ++n) {
+    ASSERT_EQ(rig.platform->pump(0, 1), 1u);
+    camera.softwareTriggerRequest();
+    ASSERT_TRUE(camera.getRawFrame(nullptr, &md, kTimeoutMs));
+    EXPECT_EQ(md.frameNumber, n);
+  }
+}
+
+TEST(LifeCycleDeathTest, AProcessMayEndWithCamerasStreaming) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(
+      {
+        transport::installVideoPlatform(simulation::makeSimulatedPlatform("marlow3,bramble6;scene=coded"));
+        auto* const sdk = new OmbrixSDK;
+        auto* const first = new Ombrix(0);
+        auto* const second = new Ombrix(1);
+        for (int i = 0; i < 5; ++i) first->getRawFrame(nullptr, nullptr, kTimeoutMs);
+        std::exit(sdk->isConnected(1) && second->getColorFrame(nullptr, nullptr, kTimeoutMs) ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 TEST(LifeCycle, FreeRunOffPairsFramesOfThatCameraOnly) {
   SdkRig rig("marlow3,bramble6;scene=coded;rate=100");
   Ombrix paired(0), other(1);
+  ASSERT_TRUE(paired.getRawFrame(nullptr, nullptr, kTimeoutMs));
   EXPECT_TRUE(paired.getFreeRun());
   paired.setFreeRun(false);
   EXPECT_FALSE(other.getFreeRun());
   // What was published before the switch may still be taken.
   ASSERT_TRUE(waitFor([&] { return !other.getRawFrame(nullptr, nullptr, 50); }));
-  EXPECT_TRUE(paired.getRawFrame(nullptr, nullptr, kTimeoutMs)) << "paired with the next temperature";
+  Ombrix::metadata md;
+  for (int i = 0; i < 4; ++i) ASSERT_TRUE(paired.getRawFrame(nullptr, &md, kTimeoutMs)) << "paired";
+  EXPECT_GE(md.framesSinceLastCall, 5u) << "ten temperatures a second for a hundred frames";
   paired.setFreeRun(true);
   EXPECT_TRUE(other.getRawFrame(nullptr, nullptr, kTimeoutMs));
 }

@@ -63,7 +63,8 @@ class FrameSource {
   std::vector<rgb_24b> pixels;        ///< of a coloured one
 };
 
-double rounded(double value) { return std::round(value * 100.0) / 100.0; }
+// The added zero turns -0 into 0.
+double rounded(double value) { return std::round(value * 100.0) / 100.0 + 0.0; }
 
 void printFrame(const FrameSource& source, const std::string& file, bool json) {
   const Ombrix::metadata& metadata = source.metadata;

@@ -21,8 +21,8 @@ struct StartedPlatform {
 };
 
 StartedPlatform& startedPlatform() {
-  static StartedPlatform instance;
-  return instance;
+  static auto* const instance = new StartedPlatform;  // never destroyed, like the device list
+  return *instance;
 }
 
 /// At most 260 bytes, cut between two characters of UTF-8.

@@ -53,8 +53,8 @@ std::string modelNameOfPath(std::string_view path) {
 }
 
 DeviceList& DeviceList::instance() {
-  static DeviceList list;
-  return list;
+  static auto* const list = new DeviceList;  // never destroyed: its platform may be delivering at exit
+  return *list;
 }
 
 void DeviceList::rebuild(std::shared_ptr<VideoPlatform> platform) {

@@ -95,8 +95,8 @@ struct Current {
 };
 
 Current& current() {
-  static Current instance;
-  return instance;
+  static auto* const instance = new Current;  // never destroyed: cameras may be delivering at exit
+  return *instance;
 }
 
 }  // namespace
