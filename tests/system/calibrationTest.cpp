@@ -20,7 +20,6 @@ namespace {
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
-constexpr int kTimeoutMs = 20000;
 
 /// A working directory of the test's own, removed afterwards.
 class CalibrationFiles : public testing::Test {
