@@ -44,7 +44,7 @@ void imageAcquisition::waitForShutterRun() {
   MutexLock lock(calibrationMutex);
   while (processing.calibration.shutterFFCRunning) {
     const bool silent = monotonicUs() - shutterProgressUs > patience.count();
-    if (silent || leaving() || isLost() || !workerRunningFlag) {
+    if (silent || !ready || leaving() || isLost() || !workerRunningFlag) {
       cancelShutterRun();
       return;
     }

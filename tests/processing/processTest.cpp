@@ -19,9 +19,13 @@ class Process : public testing::Test {
  protected:
   Process() {
     settings::create(0, nullptr);
-    camera.processing.allocate(4, 2);
-    mapping.mappingMode = 1;
-    camera.processing.output.temporalFiltering = 0.0f;  // frames are independent, unless a test says so
+    auto& data = camera.processing;
+    data.allocate(4, 2);
+    // The stages that blend neighbours and frames have tests of their own.
+    data.output.temporalFiltering = 0.0f;
+    data.output.spatialFiltering = false;
+    data.destriping.columnDestripingPasses = data.destriping.rowDestripingPasses = 0;
+    data.mapping.mappingMode = 1;
   }
   ~Process() override { settings::release(); }
 

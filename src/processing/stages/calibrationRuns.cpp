@@ -1,12 +1,11 @@
 // The automatic calibration: trigger, sums, result.
 
-#include "processing/calibrationRules.h"
-
 #include <filesystem>
 
 #include "calibration/ffcFile.h"
 #include "common/format.h"
 #include "common/temperature.h"
+#include "processing/calibrationRules.h"
 #include "processing/kernels/flatFieldTables.h"
 #include "processing/stages/shutterRun.h"
 #include "processing/stages/stages.h"
