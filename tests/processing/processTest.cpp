@@ -20,6 +20,7 @@ class Process : public testing::Test {
   Process() {
     settings::create(0, nullptr);
     camera.processing.allocate(4, 2);
+    camera.processing.output.spatialFiltering = false;
   }
   ~Process() override { settings::release(); }
 

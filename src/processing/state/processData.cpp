@@ -10,6 +10,7 @@ void processData<unsigned short>::allocate(std::uint16_t width, std::uint16_t he
   for (auto* picture : {&rawImage, &correctedCopy, &temporalState, &zoomImage, &outputImage}) {
     picture->allocate(width, height);
   }
+  resampling.filteredImage.allocate(width, height);
   ffcAccumulator.allocate(width, height);
   colorImage.allocate(width, height);
   restart();
@@ -20,6 +21,7 @@ void processData<unsigned short>::release() {
        {&rawImage, &rotatedImage, &correctedCopy, &temporalState, &zoomImage, &outputImage, &splitImage}) {
     picture->release();
   }
+  resampling = {};
   ffcAccumulator.release();
   colorImage.release();
 }
@@ -32,6 +34,7 @@ void processData<unsigned short>::restart() {
   lastProcessedFrame = kNoFrame;
   dump.lastFrameDumped = false;
   statistics.statsMinF = statistics.statsMaxF = statistics.statsMeanF = kNotInitialised;
+  resampling.noiseSigma = kNotInitialised;
   target.temperatureHistory.fill(radiometry.rangeMinK);
   target.noiseHistory.fill(kNotInitialised);
 }
