@@ -22,11 +22,6 @@ PixelPosition position(const kernels::LevelAt& place) {
 
 }  // namespace
 
-void rotateFrame(FrameContext& frame) {
-  if (frame.options.fineRotation || frame.data.output.rotationDegrees == 0.0f) return;
-  // The picture cannot be turned yet; the working image stays the raw one.
-}
-
 void measureStatistics(FrameContext& frame) {
   FrameStatistics& stats = frame.data.statistics;
   const auto measured = kernels::measureFrame(frame.working->view(), LevelCounts{stats.histogram});

@@ -11,6 +11,7 @@ void processData<unsigned short>::allocate(std::uint16_t width, std::uint16_t he
     picture->allocate(width, height);
   }
   for (auto* table : {&ffcAccumulator, &kept.slot0Low, &manual.sums}) table->allocate(width, height);
+  resampling.filteredImage.allocate(width, height);
   colorImage.allocate(width, height);
   destriping.columns.allocate(width, height);
   destriping.rows.allocate(width, height);
@@ -25,6 +26,7 @@ void processData<unsigned short>::release() {
   for (auto* table : {&ffcAccumulator, &kept.slot0Low, &manual.sums}) table->release();
   flatField.ffcTables = {};
   polynomials = {};
+  resampling = {};
   colorImage.release();
 }
 
@@ -57,6 +59,7 @@ void processData<unsigned short>::restart() {
   output.temporalStateValid = false;
   dump.lastFrameDumped = false;
   statistics.statsMinF = statistics.statsMaxF = statistics.statsMeanF = kNotInitialised;
+  resampling.noiseSigma = kNotInitialised;
   target.temperatureHistory.fill(radiometry.rangeMinK);
   target.noiseHistory.fill(kNotInitialised);
 }

@@ -11,6 +11,7 @@
 #include "processing/state/correctionState.h"
 #include "processing/state/outputState.h"
 #include "processing/state/tableStageState.h"
+#include "processing/state/resamplingState.h"
 
 /// Everything the pipeline of one camera keeps between frames: its images, switches and running values.
 /// Read and written with the frame mutex held, so a setter takes effect between two frames; the exceptions
@@ -69,6 +70,7 @@ struct processData<unsigned short> {
   MappingState mapping;
   TargetMeasurement target;
   OutputState output;
+  ResamplingState resampling;
   StageTimes stageTimes;
 
   Palette palette;

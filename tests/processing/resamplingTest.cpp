@@ -1,0 +1,337 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "common/image.h"
+#include "processing/kernels/interpolation.h"
+#include "processing/kernels/rotation.h"
+#include "processing/kernels/spatialFilter.h"
+#include "processing/state/resamplingState.h"
+
+namespace {
+
+using Levels = std::vector<std::uint16_t>;
+using Picture = image<unsigned short>;
+using kernels::RowBand;
+
+struct Size {
+  std::uint16_t width;
+  std::uint16_t height;
+};
+constexpr Size kAwkwardSizes[] = {{1, 1}, {3, 2}, {17, 11}, {80, 60}, {33, 7}, {5000, 3}};
+constexpr std::uint32_t kTaskCounts[] = {1, 2, 3, 7};
+
+Picture pictureOf(Size size, const Levels& levels) {
+  Picture picture(size.width, size.height);
+  for (std::size_t i = 0; i < picture.pixelCount(); ++i) picture.data[i] = levels[i % levels.size()];
+  return picture;
+}
+Levels pixelsOf(const Picture& picture) { return {picture.data, picture.data + picture.pixelCount()}; }
+
+/// Noise in which the extremes come up often.
+Picture extremes(Size size, unsigned seed) {
+  std::mt19937 random(seed);
+  Picture picture(size.width, size.height);
+  for (auto& level : picture.view().pixels()) {
+    const std::uint16_t choice[] = {0, 16383, 65535, static_cast<std::uint16_t>(random() % 65536)};
+    level = choice[random() % 4];
+  }
+  return picture;
+}
+
+std::uint16_t edgePixel(const Picture& in, std::int64_t x, std::int64_t y) {
+  const auto column = std::clamp<std::int64_t>(x, 0, in.width - 1);
+  const auto row = std::clamp<std::int64_t>(y, 0, in.height - 1);
+  return in.view().at(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row));
+}
+
+/// Runs a kernel band by band, each on the scratch that a stage would give it.
+template <typename Kernel>
+Levels inBands(Size size, std::uint32_t tasks, std::size_t perBand, Kernel&& kernel) {
+  Picture out(size.width, size.height);
+  BandScratch scratch;
+  scratch.prepare(tasks, size.height, perBand);
+  for (std::uint32_t t = 0; t < tasks; ++t) {
+    const RowBand band = kernels::rowBand(t, tasks, size.height);
+    if (!band.empty()) kernel(out.view(), band, scratch.of(band));
+  }
+  return pixelsOf(out);
+}
+
+Levels zoomed(const Picture& in, float zoom, std::uint8_t method, std::uint32_t tasks = 1) {
+  kernels::InterpolationWeights weights;
+  weights.prepare(zoom, method, in.width, in.height);
+  return inBands({in.width, in.height}, tasks, kernels::interpolationScratch(in.width),
+                 [&](ImageView<std::uint16_t> out, RowBand band, std::span<float> scratch) {
+                   kernels::interpolateImage(in.view(), out, weights, band, scratch);
+                 });
+}
+
+Levels zoomedByBlocks(const Picture& in, std::uint32_t factor, std::uint32_t tasks = 1) {
+  return inBands({in.width, in.height}, tasks, 0,
+                 [&](ImageView<std::uint16_t> out, RowBand band, std::span<float>) {
+                   kernels::zoomPixels(in.view(), out, factor, band);
+                 });
+}
+
+Levels rotated(const Picture& in, double degrees, std::uint32_t tasks = 1) {
+  return inBands({in.width, in.height}, tasks, 0,
+                 [&](ImageView<std::uint16_t> out, RowBand band, std::span<float>) {
+                   kernels::rotateImage(in.view(), out, kernels::rotationStep(degrees), band);
+                 });
+}
+
+Levels filtered(const Picture& in, float sigma, std::uint32_t tasks = 1) {
+  return inBands({in.width, in.height}, tasks, kernels::filterScratch(in.width),
+                 [&](ImageView<std::uint16_t> out, RowBand band, std::span<float> scratch) {
+                   kernels::filterImage(in.view(), out, sigma, band, scratch);
+                 });
+}
+
+// Catmull-Rom at 0.75 between pixels: (-3, 29, 111, -9) / 128 of the four around it, mirrored at 0.25.
+TEST(Interpolation, HandValues) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float infinite = std::numeric_limits<float>::infinity();
+  const Levels ramp{0, 100, 200, 300};
+  const struct {
+    float zoom;
+    std::uint8_t method;
+    Levels expected;
+  } cases[] = {
+      {2.0f, 0, {100, 100, 200, 200}},
+      {2.0f, 1, {75, 125, 175, 225}},
+      {2.0f, 9, {75, 125, 175, 225}},
+      {2.0f, 2, {73, 125, 175, 227}},
+      {0.5f, 1, {0, 50, 250, 300}},
+      {1e30f, 1, {150, 150, 150, 150}},
+      {1e-30f, 1, {0, 0, 300, 300}},
+      {1.0f, 3, ramp},
+      {0.0f, 3, ramp},
+      {-2.0f, 1, ramp},
+      {nan, 0, ramp},
+      {infinite, 1, ramp},
+      {-infinite, 2, ramp},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(zoomed(pictureOf({4, 1}, ramp), c.zoom, c.method), c.expected)
+        << c.zoom << " method " << int{c.method};
+    EXPECT_EQ(zoomed(pictureOf({1, 4}, ramp), c.zoom, c.method), c.expected) << "upright " << c.zoom;
+  }
+}
+
+TEST(Interpolation, IntegerZoomShowsTheCentre) {
+  const Picture ramp = pictureOf({4, 1}, {0, 100, 200, 300});
+  EXPECT_EQ(zoomedByBlocks(ramp, 2), (Levels{100, 100, 200, 200}));
+  EXPECT_EQ(zoomedByBlocks(ramp, 0), pixelsOf(ramp));
+  EXPECT_EQ(zoomedByBlocks(pictureOf({5, 1}, {1, 2, 3, 4, 5}), 3), (Levels{2, 3, 3, 3, 4}));
+  EXPECT_EQ(zoomedByBlocks(pictureOf({5, 1}, {1, 2, 3, 4, 5}), ~0u), (Levels{3, 3, 3, 3, 3}));
+}
+
+// Lanczos and Catmull-Rom overshoot beside a step; only Lanczos is held within the levels that are there.
+TEST(Interpolation, OnlyLanczosStaysWithinItsWindow) {
+  const Picture step = pictureOf({12, 1}, {100, 100, 100, 100, 100, 100, 900, 900, 900, 900, 900, 900});
+  const auto range = [&](std::uint8_t method) {
+    const Levels levels = zoomed(step, 2.7f, method);
+    const auto [low, high] = std::minmax_element(levels.begin(), levels.end());
+    return std::pair(*low, *high);
+  };
+  EXPECT_EQ(range(3), (std::pair<std::uint16_t, std::uint16_t>(100, 900)));
+  EXPECT_LT(range(2).first, 90);
+  EXPECT_GT(range(2).second, 910);
+  // A sine of eight pixels per period comes out as one: rows, columns and phase are right.
+  Picture wave(64, 48);
+  const auto sine = [](double x, double y) { return 30000.0 + 10000.0 * std::sin((x + y) * 0.785398163); };
+  for (std::uint32_t y = 0; y < 48; ++y) {
+    for (std::uint32_t x = 0; x < 64; ++x) wave.view().at(x, y) = static_cast<std::uint16_t>(sine(x, y));
+  }
+  const Levels levels = zoomed(wave, 1.6f, 3);
+  double worst = 0.0;
+  for (int y = 0; y < 48; ++y) {
+    for (int x = 0; x < 64; ++x) {
+      const double expected = sine((x + 0.5 - 32) / 1.6 + 31.5, (y + 0.5 - 24) / 1.6 + 23.5);
+      worst = std::max(worst, std::abs(levels[static_cast<std::size_t>(y * 64 + x)] - expected));
+    }
+  }
+  EXPECT_LT(worst, 600.0);  // the limit costs 518 at the crests; bilinear misses by over 1300
+}
+
+TEST(Rotation, QuarterTurnsAreExact) {
+  const Picture in = pictureOf({3, 3}, {1, 2, 3, 4, 5, 6, 7, 8, 9});
+  EXPECT_EQ(rotated(in, 0), pixelsOf(in));
+  EXPECT_EQ(rotated(in, 90), (Levels{7, 4, 1, 8, 5, 2, 9, 6, 3}));  // clockwise
+  EXPECT_EQ(rotated(in, 270), (Levels{3, 6, 9, 2, 5, 8, 1, 4, 7}));
+  EXPECT_EQ(rotated(in, -90), rotated(in, 270));
+  for (const Size size : kAwkwardSizes) {
+    const Picture picture = extremes(size, 4);
+    Levels turned = pixelsOf(picture);
+    EXPECT_EQ(rotated(picture, 360), turned);
+    EXPECT_EQ(rotated(picture, -720), turned);
+    std::reverse(turned.begin(), turned.end());
+    EXPECT_EQ(rotated(picture, 180), turned);
+  }
+  // Not square: the middle is turned and its ends go on to the left and right.
+  EXPECT_EQ(rotated(pictureOf({4, 2}, {1, 2, 3, 4, 5, 6, 7, 8}), 90), (Levels{6, 6, 2, 2, 7, 7, 3, 3}));
+}
+
+// A plane stays a plane under bilinear interpolation, so the turned one is known everywhere inside.
+TEST(Rotation, AnglesBetweenTurnAboutTheCentre) {
+  Picture plane(41, 41);
+  for (std::uint32_t y = 0; y < 41; ++y) {
+    for (std::uint32_t x = 0; x < 41; ++x)
+      plane.view().at(x, y) = static_cast<std::uint16_t>(1000 * x + 300 * y);
+  }
+  const Levels out = rotated(plane, 30.0);
+  for (int y = 10; y <= 30; ++y) {
+    for (int x = 10; x <= 30; ++x) {
+      const double sourceX = 20 + 0.8660254038 * (x - 20) + 0.5 * (y - 20);
+      const double sourceY = 20 - 0.5 * (x - 20) + 0.8660254038 * (y - 20);
+      EXPECT_NEAR(out[static_cast<std::size_t>(y * 41 + x)], 1000 * sourceX + 300 * sourceY, 0.6);
+    }
+  }
+}
+
+TEST(ResamplingBands, GiveTheSamePixels) {
+  for (const Size size : kAwkwardSizes) {
+    const Picture in = extremes(size, 8);
+    for (const std::uint32_t tasks : kTaskCounts) {
+      for (const float zoom : {0.4f, 1.3f, 3.7f}) {
+        for (std::uint8_t method = 0; method < 4; ++method) {
+          ASSERT_EQ(zoomed(in, zoom, method, tasks), zoomed(in, zoom, method))
+              << size.width << " x " << size.height << ", " << tasks << " tasks, method " << int{method};
+        }
+      }
+      ASSERT_EQ(zoomedByBlocks(in, 3, tasks), zoomedByBlocks(in, 3));
+      ASSERT_EQ(rotated(in, 17.3, tasks), rotated(in, 17.3));
+    }
+  }
+}
+
+/// The filter pixel by pixel, without lines, padding or bands.
+Levels plainFilter(const Picture& in, float sigma) {
+  const float threshold = 81.0f * (4.0f * sigma * sigma);
+  const int width = in.width;
+  const int height = in.height;
+  std::vector<float> a(in.pixelCount()), b(in.pixelCount());
+  const auto at = [&](const std::vector<float>& values, int x, int y) {
+    return values[static_cast<std::size_t>(std::clamp(y, 0, height - 1) * width +
+                                           std::clamp(x, 0, width - 1))];
+  };
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      float sum[3], spread[3];
+      for (int k = 0; k < 3; ++k) {
+        const int t = edgePixel(in, x + k - 1, y - 1), m = edgePixel(in, x + k - 1, y),
+                  o = edgePixel(in, x + k - 1, y + 1);
+        const float tm = static_cast<float>(t - m), mo = static_cast<float>(m - o),
+                    to = static_cast<float>(t - o);
+        sum[k] = static_cast<float>(t + m + o);
+        spread[k] = tm * tm + mo * mo + to * to;
+      }
+      const float lm = sum[0] - sum[1], mr = sum[1] - sum[2], lr = sum[0] - sum[2];
+      const float variance = 3.0f * (spread[0] + spread[1] + spread[2]) + (lm * lm + mr * mr + lr * lr);
+      const float flat = threshold / (variance + threshold);
+      a[static_cast<std::size_t>(y * width + x)] = 1.0f - flat;
+      b[static_cast<std::size_t>(y * width + x)] = flat * (1.0f / 9.0f) * (sum[0] + sum[1] + sum[2]);
+    }
+  }
+  Levels out;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      float slope[3], offset[3];
+      for (int k = 0; k < 3; ++k) {
+        slope[k] = at(a, x + k - 1, y - 1) + at(a, x + k - 1, y) + at(a, x + k - 1, y + 1);
+        offset[k] = at(b, x + k - 1, y - 1) + at(b, x + k - 1, y) + at(b, x + k - 1, y + 1);
+      }
+      const float level =
+          (slope[0] + slope[1] + slope[2]) * edgePixel(in, x, y) + (offset[0] + offset[1] + offset[2]);
+      out.push_back(static_cast<std::uint16_t>(std::min(level * (1.0f / 9.0f) + 0.5f, 65535.0f)));
+    }
+  }
+  return out;
+}
+
+TEST(SpatialFilter, EqualsThePlainFilterInAnyBands) {
+  for (const Size size : kAwkwardSizes) {
+    for (const float sigma : {64.0f, 9000.0f}) {
+      const Picture in = extremes(size, 3);
+      const Levels expected = plainFilter(in, sigma);
+      for (const std::uint32_t tasks : kTaskCounts) {
+        ASSERT_EQ(filtered(in, sigma, tasks), expected)
+            << size.width << " x " << size.height << ", " << tasks;
+      }
+    }
+  }
+}
+
+Picture noisyStep(double sigma, double step, unsigned seed) {
+  std::mt19937 random(seed);
+  std::normal_distribution<double> noise(0.0, sigma);
+  Picture picture(160, 120);
+  for (std::uint32_t y = 0; y < 120; ++y) {
+    for (std::uint32_t x = 0; x < 160; ++x) {
+      picture.view().at(x, y) = static_cast<std::uint16_t>(20000.5 + (x < 80 ? 0.0 : step) + noise(random));
+    }
+  }
+  return picture;
+}
+
+struct Moments {
+  double mean;
+  double sigma;
+};
+Moments momentsOf(const Levels& levels) {
+  double sum = 0.0, squares = 0.0;
+  for (const double level : levels) sum += level;
+  const double mean = sum / static_cast<double>(levels.size());
+  for (const double level : levels) squares += (level - mean) * (level - mean);
+  return {mean, std::sqrt(squares / static_cast<double>(levels.size()))};
+}
+
+TEST(SpatialFilter, LowersNoiseAndKeepsTheMean) {
+  for (const double sigma : {80.0, 300.0, 1500.0}) {
+    const Picture in = noisyStep(sigma, 0.0, 5);
+    const float estimate = kernels::noiseSigma(in.view());
+    EXPECT_NEAR(estimate, sigma, 0.05 * sigma);
+    const Moments before = momentsOf(pixelsOf(in));
+    const Moments after = momentsOf(filtered(in, estimate));
+    EXPECT_GE(before.sigma / after.sigma, 2.5) << sigma;
+    EXPECT_NEAR(after.mean, before.mean, 1.0) << sigma;
+  }
+}
+
+/// Distance over which the mean row rises from a tenth to nine tenths of the step.
+double edgeWidth(const Levels& levels, double step) {
+  std::vector<double> profile(160);
+  for (std::size_t i = 0; i < levels.size(); ++i) profile[i % 160] += levels[i] / 120.0;
+  const auto crossing = [&](double level) {
+    std::size_t x = 70;
+    while (profile[x + 1] < level) ++x;
+    return static_cast<double>(x) + (level - profile[x]) / (profile[x + 1] - profile[x]);
+  };
+  return crossing(20000.0 + 0.9 * step) - crossing(20000.0 + 0.1 * step);
+}
+
+TEST(SpatialFilter, KeepsEdges) {
+  constexpr double sigma = 200.0;
+  constexpr double step = 20.0 * sigma;
+  const Picture in = noisyStep(sigma, step, 6);
+  const double before = edgeWidth(pixelsOf(in), step);
+  EXPECT_LE(edgeWidth(filtered(in, static_cast<float>(sigma)), step) - before, 0.2);
+}
+
+TEST(SpatialFilter, NoiseIsReadFromSecondDifferences) {
+  // Ramps have none; a single pixel of 720 gives 4 + 2 * 2 times 720 in its row of 9, less the root of pi / 2
+  // / 6.
+  EXPECT_EQ(kernels::noiseSigma(pictureOf({4, 3}, {0, 10, 20, 30}).view()), 0.0f);
+  Picture dot(11, 3);
+  dot.view().at(5, 1) = 720;
+  EXPECT_NEAR(kernels::noiseSigma(dot.view()), 640.0 * 0.2088856, 0.01);
+  EXPECT_EQ(kernels::noiseSigma(pictureOf({2, 9}, {0, 65535, 0}).view()), 0.0f);
+}
+
+}  // namespace
