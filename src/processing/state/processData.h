@@ -10,8 +10,8 @@
 #include "processing/state/calibrationState.h"
 #include "processing/state/correctionState.h"
 #include "processing/state/outputState.h"
-#include "processing/state/tableStageState.h"
 #include "processing/state/resamplingState.h"
+#include "processing/state/tableStageState.h"
 
 /// Everything the pipeline of one camera keeps between frames: its images, switches and running values.
 /// Read and written with the frame mutex held, so a setter takes effect between two frames; the exceptions
