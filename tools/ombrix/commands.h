@@ -31,6 +31,8 @@ struct Options {
   std::string out;
   Point at;
   float emissivity = 1.0f;
+  bool quick = false;
+  std::string model;        ///< to evaluate; empty: all
   bool polynomial = false;  ///< simulated cameras get polynomial files
 };
 
@@ -49,6 +51,8 @@ void listCameras(const Options& options, OmbrixSDK& sdk);
 void showCamera(const Options& options, OmbrixSDK& sdk);
 void streamCamera(const Options& options, OmbrixSDK& sdk);
 void measureTemperature(const Options& options, OmbrixSDK& sdk);
+/// Works on simulated cameras of its own. An `OmbrixSDK` object must exist.
+void evaluatePipeline(const Options& options);
 
 /// Throws unless there is a camera `index`.
 void requireCamera(OmbrixSDK& sdk, int index);

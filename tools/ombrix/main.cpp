@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <set>
 #include <system_error>
 
+#include "acquisition/backends/simulated/cameraModel.h"
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
 #include "tools/common/defaultCalibration.h"
@@ -106,6 +108,18 @@ CLI::App* addMeasure(CLI::App& app, Options& options, std::string& at) {
   return measure;
 }
 
+CLI::App* addEvaluate(CLI::App& app, Options& options) {
+  CLI::App* evaluate = addCommand(
+      app, "evaluate", "measure what each correction wins, on simulated cameras before black bodies");
+  std::set<std::string> models;
+  for (const auto& model : simulation::cameraModels()) models.emplace(model.id);
+  evaluate->add_option("--model", options.model, "of the camera (without it: all)")
+      ->check(CLI::IsMember(models));
+  evaluate->add_flag("--quick", options.quick, "tables only, one detector temperature, three scenes");
+  evaluate->add_flag("--json", options.json, "one JSON object");
+  return evaluate;
+}
+
 /// "X,Y", both whole and not negative.
 tools::Point readPoint(const std::string& text) {
   tools::Point point;
@@ -159,6 +173,7 @@ int run(int argc, char** argv) {
   CLI::App* stream = addStream(app, options);
   std::string at;
   CLI::App* measure = addMeasure(app, options, at);
+  CLI::App* evaluate = addEvaluate(app, options);
 
   try {
     app.parse(argc, argv);
@@ -170,8 +185,8 @@ int run(int argc, char** argv) {
   }
 
   if (app.get_subcommands().empty()) {
-    throw tools::CommandFailure("a subcommand is needed: list, info, stream or measure (see --help)",
-                                tools::kExitUsage);
+    throw tools::CommandFailure(
+        "a subcommand is needed: list, info, stream, measure or evaluate (see --help)", tools::kExitUsage);
   }
 
   options.polynomial = calibration == "polynomial";
@@ -182,6 +197,10 @@ int run(int argc, char** argv) {
   if (!options.scenario.empty()) useScenario(options.scenario);
   OmbrixSDK sdk(static_cast<OmbrixSDK::verbosityLevel>(options.verbosity));
   if (!OmbrixSDK::mStatus) throw tools::CommandFailure("cameras cannot be listed");
+  if (evaluate->parsed()) {
+    tools::evaluatePipeline(options);
+    return tools::kExitDone;
+  }
   if (list->parsed()) {
     tools::listCameras(options, sdk);
     return tools::kExitDone;
