@@ -21,6 +21,7 @@ namespace {
 constexpr std::uint16_t kShutterFrames = 32;
 constexpr int kSettlingFrames = 24;  // the column correction averages over about eight
 constexpr int kMeasuredFrames = 24;
+constexpr double kReferenceC = 30.0;
 constexpr double kZeroCelsius = 273.15;
 
 constexpr const char* kStages[] = {"raw",
@@ -34,6 +35,13 @@ constexpr const char* kStages[] = {"raw",
                                    "temporal filter"};
 constexpr std::size_t kFirstRadiometric = 2;
 constexpr std::size_t kFinal = 7;  // the picture that is published
+
+simulation::SceneSpec blackBody(double celsius) {
+  simulation::SceneSpec scene;
+  scene.kind = simulation::SceneKind::Uniform;
+  scene.celsius = celsius;
+  return scene;
+}
 
 /// A camera object without a connection: it is handed its frames one by one.
 class Bench {
@@ -54,10 +62,11 @@ class Bench {
   }
 
   /// A still scene and what a shutter run makes of this state of the camera.
-  void warm(const EvaluationCase& conditions) {
+  void warm(const EvaluationCase& conditions, FlatFieldReference reference) {
     camera.setDetectorCelsius(conditions.detectorC);
     camera.setHousingExcessK(conditions.housingExcessK);
-    camera.moveShutter(true);
+    camera.setScene(blackBody(kReferenceC));
+    camera.moveShutter(reference == FlatFieldReference::Shutter);
     for (int i = 0; i < kSettlingFrames; ++i) pass(false);
     acquisition.requestShutterRun(kShutterFrames);
     for (int i = 0; i < kShutterFrames; ++i) pass(false);
@@ -67,10 +76,7 @@ class Bench {
   }
 
   EvaluationResult measure(const EvaluationCase& conditions) {
-    simulation::SceneSpec scene;
-    scene.kind = simulation::SceneKind::Uniform;
-    scene.celsius = conditions.sceneC;
-    camera.setScene(scene);
+    camera.setScene(blackBody(conditions.sceneC));
     for (int i = 0; i < kSettlingFrames; ++i) pass(false);
     for (auto& recorder : recorders) recorder.restart();
     for (int i = 0; i < kMeasuredFrames; ++i) pass(true);
@@ -231,7 +237,7 @@ std::vector<Series> seriesOf(EvaluationExtent extent) {
 
 }  // namespace
 
-void evaluateModel(std::string_view model, EvaluationExtent extent,
+void evaluateModel(std::string_view model, EvaluationExtent extent, FlatFieldReference reference,
                    const std::function<void(const EvaluationResult&)>& done) {
   const simulation::CameraSpec spec = simulation::makeCameraSpec(model);
   for (const Series& series : seriesOf(extent)) {
@@ -240,7 +246,7 @@ void evaluateModel(std::string_view model, EvaluationExtent extent,
     const PrivateData data(set);
     Bench bench(spec, data.path());
     EvaluationCase conditions{0.0, series.detectorC, series.housingExcessK, series.polynomial};
-    bench.warm(conditions);
+    bench.warm(conditions, reference);
     for (const double sceneC : series.scenesC) {
       conditions.sceneC = sceneC;
       done(bench.measure(conditions));

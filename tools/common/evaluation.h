@@ -38,11 +38,17 @@ enum class EvaluationExtent {
   Full    ///< tables and polynomials, detector from 10 to 45 degC, housing warmer or not, -10 to 120 degC
 };
 
+/// What the shutter runs look at.
+enum class FlatFieldReference {
+  BlackBody,  ///< of 30 degC
+  Shutter     ///< the camera's own, whose temperature rises by 0.05 K from left to right
+};
+
 /// Runs a simulated camera of a model frame by frame through the pipeline as everyone gets it, each state of
 /// the camera with a shutter run of 32 frames first, and measures 24 frames after each stage. `done` is told
 /// each result. Needs an `OmbrixSDK` object. Leaves no file behind but the default calibration set.
 /// Throws std::runtime_error when it cannot be done.
-void evaluateModel(std::string_view model, EvaluationExtent extent,
+void evaluateModel(std::string_view model, EvaluationExtent extent, FlatFieldReference reference,
                    const std::function<void(const EvaluationResult&)>& done);
 
 }  // namespace tools

@@ -36,6 +36,7 @@ struct Options {
   Controls controls;
   bool madeUpData = false;  ///< `data` is the set made for a simulated camera
   bool quick = false;
+  bool shutter = false;     ///< evaluate with shutter runs before the closed shutter
   std::string model;        ///< to evaluate; empty: all
   bool polynomial = false;  ///< simulated cameras get polynomial files
 };

@@ -20,8 +20,15 @@ const std::map<std::string, int> kMappings = {
 const std::map<std::string, int> kInterpolations = {
     {"nearest", 0}, {"bilinear", 1}, {"catmull-rom", 2}, {"lanczos", 3}};
 
+/// Takes the keys of a table; the help shows `words` instead of the whole table.
+template <typename T>
+CLI::Validator named(const std::map<std::string, T>& table, const char* words) {
+  CLI::Validator validator = CLI::CheckedTransformer(table);
+  return validator.description(words);
+}
+
 void addSwitch(CLI::App& command, const char* name, std::optional<bool>& value, const char* text) {
-  command.add_option(name, value, text)->transform(CLI::CheckedTransformer(kSwitch));
+  command.add_option(name, value, text)->transform(named(kSwitch, "on|off"))->type_name("");
 }
 
 /// A validator's ranges let NaN pass.
@@ -101,7 +108,8 @@ void addControls(CLI::App& command, Controls& controls) {
   command.option_defaults()->group("Picture");
   command
       .add_option("--mapping", controls.mapping, "gain control: table, linear, manual, equalized or window")
-      ->transform(CLI::CheckedTransformer(kMappings));
+      ->transform(named(kMappings, "NAME"))
+      ->type_name("");
   command.add_option("--bounds", controls.bounds, "LOW,HIGH: levels of the manual mapping")
       ->delimiter(',')
       ->expected(2)
@@ -118,12 +126,14 @@ void addControls(CLI::App& command, Controls& controls) {
   command
       .add_option("--interpolation", controls.interpolation,
                   "of the zoom: nearest, bilinear, catmull-rom or lanczos")
-      ->transform(CLI::CheckedTransformer(kInterpolations));
+      ->transform(named(kInterpolations, "NAME"))
+      ->type_name("");
   command.add_flag("--negate", controls.negate, "complement of all colours");
 
   command.option_defaults()->group("Camera");
   command.add_option("--shutter", controls.shutterClosed, "open or closed")
-      ->transform(CLI::CheckedTransformer(kShutter));
+      ->transform(named(kShutter, "open|closed"))
+      ->type_name("");
   addSwitch(command, "--free-run", controls.freeRun, "off: a frame per sensor temperature or trigger");
   command.add_flag("--trigger", controls.trigger, "request every frame by software");
   command.add_option("--rate", controls.rate, "processed frames per second at most")

@@ -62,13 +62,14 @@ void printTable(std::string_view name, const EvaluationResult& result) {
 
 void evaluatePipeline(const Options& options) {
   const auto extent = options.quick ? EvaluationExtent::Quick : EvaluationExtent::Full;
+  const auto reference = options.shutter ? FlatFieldReference::Shutter : FlatFieldReference::BlackBody;
   ordered_json results = ordered_json::array();
   unsigned long long measured = 0;
   unsigned long long failed = 0;
   try {
     for (const auto& model : simulation::cameraModels()) {
       if (!options.model.empty() && options.model != model.id) continue;
-      evaluateModel(model.id, extent, [&](const EvaluationResult& result) {
+      evaluateModel(model.id, extent, reference, [&](const EvaluationResult& result) {
         if (interrupted()) throw Interruption();
         ++measured;
         if (!result.missed.empty()) ++failed;

@@ -128,6 +128,10 @@ CLI::App* addEvaluate(CLI::App& app, Options& options) {
   evaluate->add_option("--model", options.model, "of the camera (without it: all)")
       ->check(CLI::IsMember(models));
   evaluate->add_flag("--quick", options.quick, "tables only, one detector temperature, three scenes");
+  evaluate->add_flag(
+      "--shutter", options.shutter,
+      "shutter runs before the camera's own shutter, which is not quite even; without it before a "
+      "black body of 30 C");
   evaluate->add_flag("--json", options.json, "one JSON object");
   return evaluate;
 }
