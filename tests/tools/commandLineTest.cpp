@@ -84,6 +84,15 @@ TEST_F(CommandLine, WrongArgumentsGiveOneLineAndExitCode) {
       {{"stream", "--preset", "1"}, 2, "--preset"},
       {{"stream", "--simulate", "bramble6", "--colour", "--preset", "99"}, 2, "preset 99"},
       {{"info", "--dump"}, 2, "--dump"},
+      {{"measure"}, 2, "--at"},
+      {{"measure", "--at", "3;4"}, 2, "--at"},
+      {{"measure", "--at", "-1,4"}, 2, "--at"},
+      {{"measure", "--at", "3,4", "--emissivity", "nan"}, 2, "--emissivity"},
+      {{"measure", "--at", "640,0", "--simulate", "bramble6"}, 2, "640 x 480"},
+      {{"stream", "--bounds", "5"}, 2, "--bounds"},
+      {{"stream", "--simulate", "bramble6", "--zoom", "nan"}, 2, "--zoom"},
+      {{"calibrate", "--frames", "65536"}, 2, "--frames"},
+      {{"evaluate", "--model", "teapot9"}, 2, "teapot9"},
       {{"list", "--simulate", "teapot9"}, 2, "teapot9"},
       {{"list", "--simulate", file}, 2, "line 1"},
       {{"info", "--simulate", "bramble6", "--camera", "1"}, 1, "camera 1"},
@@ -180,6 +189,44 @@ TEST_F(CommandLine, ColourFramesLandInPngFiles) {
     EXPECT_EQ(line["min"], *std::min_element(pixels.begin(), pixels.end()));
     EXPECT_EQ(line["max"], *std::max_element(pixels.begin(), pixels.end()));
   }
+}
+
+TEST_F(CommandLine, TemperaturesAreRightOutOfTheBox) {
+  setenv("XDG_CACHE_HOME", directory.c_str(), 1);
+  const Outcome outcome = runOmbrix({"measure", "--simulate", "bramble6;scene=uniform;temperature=50;fpa=38",
+                                     "--at", "320,240", "--count", "20", "--json"});
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  const std::vector<json> lines = jsonLines(outcome.out);
+  ASSERT_EQ(lines.size(), 20u);
+  for (const json& line : lines) EXPECT_NEAR(line["celsius"].get<double>(), 50.0, 0.3) << line["frame"];
+}
+
+TEST_F(CommandLine, CalibratingLeavesNothingInTheMadeUpSet) {
+  setenv("XDG_CACHE_HOME", directory.c_str(), 1);
+  const Outcome outcome =
+      runOmbrix({"calibrate", "--json", "--simulate", "hollis12;scene=room;fpa=31;housing=4"});
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  const json result = json::parse(outcome.out);
+  EXPECT_TRUE(result["directory"].is_null());
+  EXPECT_LT(result["after"]["spatialMk"], 0.4 * result["before"]["spatialMk"].get<double>());
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+    EXPECT_NE(entry.path().filename(), "ffc");
+  }
+}
+
+TEST_F(CommandLine, EvaluationShowsWhatStagesWin) {
+  setenv("XDG_CACHE_HOME", directory.c_str(), 1);
+  const Outcome outcome = runOmbrix({"evaluate", "--quick", "--json", "--model", "marlow3"});
+  ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+  const json results = json::parse(outcome.out)["results"];
+  ASSERT_EQ(results.size(), 3u);
+  const json& stages = results[1]["stages"];  // 30 degC
+  ASSERT_EQ(stages.size(), 9u);
+  EXPECT_TRUE(stages[0]["meanErrorC"].is_null());
+  EXPECT_NEAR(stages[2]["spatialMk"], 129.0, 15.0);  // what the housing adds to ideal tables
+  EXPECT_LT(stages[5]["spatialMk"], 20.0);
+  EXPECT_NEAR(stages[6]["temporalMk"], results[1]["expectedTemporalMk"].get<double>(), 6.0);
 }
 
 TEST_F(CommandLine, AFullDiskIsAFailure) {
