@@ -1,11 +1,19 @@
 #pragma once
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "ombrix/Ombrix.h"
 #include "ombrix/OmbrixSDK.h"
 
 namespace tools {
+
+/// A pixel, from the top left corner.
+struct Point {
+  int x = 0;
+  int y = 0;
+};
 
 /// What the command line asked for. The texts of --help say what each means.
 struct Options {
@@ -21,6 +29,11 @@ struct Options {
   unsigned long long count = 0;  ///< 0: until interrupted
   int preset = -1;               ///< -1: as opened
   std::string out;
+  Point at;
+  float emissivity = 1.0f;
+  bool quick = false;
+  std::string model;        ///< to evaluate; empty: all
+  bool polynomial = false;  ///< simulated cameras get polynomial files
 };
 
 enum ExitCode : int { kExitDone = 0, kExitFailure = 1, kExitUsage = 2 };
@@ -37,9 +50,14 @@ class CommandFailure : public std::runtime_error {
 void listCameras(const Options& options, OmbrixSDK& sdk);
 void showCamera(const Options& options, OmbrixSDK& sdk);
 void streamCamera(const Options& options, OmbrixSDK& sdk);
+void measureTemperature(const Options& options, OmbrixSDK& sdk);
+/// Works on simulated cameras of its own. An `OmbrixSDK` object must exist.
+void evaluatePipeline(const Options& options);
 
 /// Throws unless there is a camera `index`.
 void requireCamera(OmbrixSDK& sdk, int index);
+/// The camera the options name, streaming; throws when it cannot be opened.
+std::unique_ptr<Ombrix> openCamera(const Options& options, OmbrixSDK& sdk);
 /// Writes one line of data, and throws when standard output cannot take it.
 void printLine(const std::string& line);
 

@@ -102,11 +102,8 @@ nlohmann::ordered_json parseParameters(const std::string& text) {
 }  // namespace
 
 void showCamera(const Options& options, OmbrixSDK& sdk) {
-  requireCamera(sdk, options.camera);
-  Ombrix camera(options.camera, options.data);
-  if (const std::string error = camera.getErrorText(); error != "none") {
-    throw CommandFailure(format("camera {}: {}", options.camera, error));
-  }
+  const auto handle = openCamera(options, sdk);
+  Ombrix& camera = *handle;
   nlohmann::ordered_json info = describe(options, sdk, camera);
   const std::string parameters = options.parameters ? readParameterBlock(options.camera, options.dump) : "";
   if (options.json) {

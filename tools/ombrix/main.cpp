@@ -3,11 +3,15 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
+#include <set>
 #include <system_error>
 
+#include "acquisition/backends/simulated/cameraModel.h"
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
+#include "tools/common/defaultCalibration.h"
 #include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
 
@@ -18,6 +22,14 @@ void requireCamera(OmbrixSDK& sdk, int index) {
   if (index < count) return;
   throw CommandFailure(count == 0 ? std::string("no camera found")
                                   : format("no camera {}: {} found, counted from 0", index, count));
+}
+
+std::unique_ptr<Ombrix> openCamera(const Options& options, OmbrixSDK& sdk) {
+  requireCamera(sdk, options.camera);
+  auto camera = std::make_unique<Ombrix>(options.camera, options.data);
+  const std::string error = camera->getErrorText();
+  if (error != "none") throw CommandFailure(format("camera {}: {}", options.camera, error));
+  return camera;
 }
 
 void printLine(const std::string& line) {
@@ -47,11 +59,20 @@ CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
   return command;
 }
 
-CLI::App* addInfo(CLI::App& app, Options& options) {
-  CLI::App* info = addCommand(app, "info", "open a camera and show what it tells about itself");
-  info->add_option("--camera", options.camera, "index of the camera (see list)")
+void addCamera(CLI::App& command, Options& options) {
+  command.add_option("--camera", options.camera, "index of the camera (see list)")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
+}
+
+void addCount(CLI::App& command, Options& options) {
+  command.add_option("--count", options.count, "number of frames (without it: until Ctrl-C)")
+      ->check(CLI::Range(1ULL, kLargestCount));
+}
+
+CLI::App* addInfo(CLI::App& app, Options& options) {
+  CLI::App* info = addCommand(app, "info", "open a camera and show what it tells about itself");
+  addCamera(*info, options);
   info->add_flag("--json", options.json, "one JSON object");
   CLI::Option* parameters =
       info->add_flag("--parameters", options.parameters, "show the parameter block in the camera's flash");
@@ -61,11 +82,8 @@ CLI::App* addInfo(CLI::App& app, Options& options) {
 
 CLI::App* addStream(CLI::App& app, Options& options) {
   CLI::App* stream = addCommand(app, "stream", "open a camera and show its frames, a line for each");
-  stream->add_option("--camera", options.camera, "index of the camera (see list)")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  stream->add_option("--count", options.count, "number of frames (without it: until Ctrl-C)")
-      ->check(CLI::Range(1ULL, kLargestCount));
+  addCamera(*stream, options);
+  addCount(*stream, options);
   CLI::Option* raw = stream->add_flag("--raw", options.raw, "thermal frames, 16-bit levels (the default)");
   CLI::Option* colour = stream->add_flag("--colour,--color", options.colour, "coloured frames");
   colour->excludes(raw);
@@ -76,6 +94,44 @@ CLI::App* addStream(CLI::App& app, Options& options) {
                      "existing directory for the frames: 16-bit PGM for raw, PNG for coloured ones");
   stream->add_flag("--json", options.json, "one JSON object per frame");
   return stream;
+}
+
+CLI::App* addMeasure(CLI::App& app, Options& options, std::string& at) {
+  CLI::App* measure = addCommand(app, "measure", "show the temperature of a pixel, a line per frame");
+  addCamera(*measure, options);
+  measure->add_option("--at", at, "column and row of the pixel, from 0, such as 320,240")->required();
+  measure->add_option("--emissivity", options.emissivity, "of the surface, above 0, at most 1")
+      ->check(CLI::Range(0.001, 1.0))
+      ->capture_default_str();
+  addCount(*measure, options);
+  measure->add_flag("--json", options.json, "one JSON object per frame");
+  return measure;
+}
+
+CLI::App* addEvaluate(CLI::App& app, Options& options) {
+  CLI::App* evaluate = addCommand(
+      app, "evaluate", "measure what each correction wins, on simulated cameras before black bodies");
+  std::set<std::string> models;
+  for (const auto& model : simulation::cameraModels()) models.emplace(model.id);
+  evaluate->add_option("--model", options.model, "of the camera (without it: all)")
+      ->check(CLI::IsMember(models));
+  evaluate->add_flag("--quick", options.quick, "tables only, one detector temperature, three scenes");
+  evaluate->add_flag("--json", options.json, "one JSON object");
+  return evaluate;
+}
+
+/// "X,Y", both whole and not negative.
+tools::Point readPoint(const std::string& text) {
+  tools::Point point;
+  const char* const end = text.data() + text.size();
+  const auto column = std::from_chars(text.data(), end, point.x);
+  const bool comma = column.ec == std::errc{} && column.ptr != end && *column.ptr == ',';
+  if (comma) {
+    const auto row = std::from_chars(column.ptr + 1, end, point.y);
+    if (row.ec == std::errc{} && row.ptr == end && point.x >= 0 && point.y >= 0) return point;
+  }
+  throw tools::CommandFailure(format("--at: '{}' is no column and row such as 320,240", text),
+                              tools::kExitUsage);
 }
 
 /// A scenario that cannot be read would only look like "no camera" later on.
@@ -93,6 +149,7 @@ void useScenario(const std::string& text) {
 
 int run(int argc, char** argv) {
   Options options;
+  std::string calibration = "tables";
   CLI::App app("Works with uncooled thermal USB cameras.", "ombrix");
   app.set_version_flag("--version", "ombrix " OMBRIX_VERSION);
   app.footer(kFooter);
@@ -105,11 +162,18 @@ int run(int argc, char** argv) {
   app.add_option(
       "--simulate", options.scenario,
       "simulated cameras instead of real ones: a scenario's text or file, such as bramble6,marlow3");
+  app.add_option("--calibration", calibration,
+                 "form of the files made for simulated cameras without --data: tables or polynomial")
+      ->check(CLI::IsMember({"tables", "polynomial"}))
+      ->capture_default_str();
 
   CLI::App* list = addCommand(app, "list", "list the cameras found");
   list->add_flag("--json", options.json, "one JSON array");
   CLI::App* info = addInfo(app, options);
-  addStream(app, options);
+  CLI::App* stream = addStream(app, options);
+  std::string at;
+  CLI::App* measure = addMeasure(app, options, at);
+  CLI::App* evaluate = addEvaluate(app, options);
 
   try {
     app.parse(argc, argv);
@@ -121,22 +185,33 @@ int run(int argc, char** argv) {
   }
 
   if (app.get_subcommands().empty()) {
-    throw tools::CommandFailure("a subcommand is needed: list, info or stream (see --help)",
-                                tools::kExitUsage);
+    throw tools::CommandFailure(
+        "a subcommand is needed: list, info, stream, measure or evaluate (see --help)", tools::kExitUsage);
   }
+
+  options.polynomial = calibration == "polynomial";
+  if (measure->parsed()) options.at = readPoint(at);
 
   tools::logToStandardError();
   tools::catchInterrupts();
   if (!options.scenario.empty()) useScenario(options.scenario);
   OmbrixSDK sdk(static_cast<OmbrixSDK::verbosityLevel>(options.verbosity));
   if (!OmbrixSDK::mStatus) throw tools::CommandFailure("cameras cannot be listed");
+  if (evaluate->parsed()) {
+    tools::evaluatePipeline(options);
+    return tools::kExitDone;
+  }
   if (list->parsed()) {
     tools::listCameras(options, sdk);
-  } else if (info->parsed()) {
-    tools::showCamera(options, sdk);
-  } else {
-    tools::streamCamera(options, sdk);
+    return tools::kExitDone;
   }
+  // A simulated camera's files can be made up; the log has its level only now.
+  if (!options.scenario.empty() && options.data.empty()) {
+    options.data = tools::defaultCalibrationDirectory(options.scenario, options.camera, options.polynomial);
+  }
+  if (info->parsed()) tools::showCamera(options, sdk);
+  if (stream->parsed()) tools::streamCamera(options, sdk);
+  if (measure->parsed()) tools::measureTemperature(options, sdk);
   return tools::kExitDone;
 }
 

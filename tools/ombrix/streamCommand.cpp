@@ -95,11 +95,8 @@ void selectPreset(Ombrix& camera, int preset) {
 }  // namespace
 
 void streamCamera(const Options& options, OmbrixSDK& sdk) {
-  requireCamera(sdk, options.camera);
-  Ombrix camera(options.camera, options.data);
-  if (const std::string error = camera.getErrorText(); error != "none") {
-    throw CommandFailure(format("camera {}: {}", options.camera, error));
-  }
+  const auto handle = openCamera(options, sdk);
+  Ombrix& camera = *handle;
   if (options.preset >= 0) selectPreset(camera, options.preset);
 
   FrameSource source(options, camera);
