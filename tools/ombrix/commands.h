@@ -6,6 +6,7 @@
 
 #include "ombrix/Ombrix.h"
 #include "ombrix/OmbrixSDK.h"
+#include "tools/ombrix/controls.h"
 
 namespace tools {
 
@@ -31,6 +32,9 @@ struct Options {
   std::string out;
   Point at;
   float emissivity = 1.0f;
+  int frames = 32;  ///< of a shutter run
+  Controls controls;
+  bool madeUpData = false;  ///< `data` is the set made for a simulated camera
   bool quick = false;
   std::string model;        ///< to evaluate; empty: all
   bool polynomial = false;  ///< simulated cameras get polynomial files
@@ -51,6 +55,7 @@ void listCameras(const Options& options, OmbrixSDK& sdk);
 void showCamera(const Options& options, OmbrixSDK& sdk);
 void streamCamera(const Options& options, OmbrixSDK& sdk);
 void measureTemperature(const Options& options, OmbrixSDK& sdk);
+void calibrateCamera(const Options& options, OmbrixSDK& sdk);
 /// Works on simulated cameras of its own. An `OmbrixSDK` object must exist.
 void evaluatePipeline(const Options& options);
 

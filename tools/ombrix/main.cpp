@@ -93,6 +93,7 @@ CLI::App* addStream(CLI::App& app, Options& options) {
   stream->add_option("--out", options.out,
                      "existing directory for the frames: 16-bit PGM for raw, PNG for coloured ones");
   stream->add_flag("--json", options.json, "one JSON object per frame");
+  addControls(*stream, options.controls);
   return stream;
 }
 
@@ -106,6 +107,17 @@ CLI::App* addMeasure(CLI::App& app, Options& options, std::string& at) {
   addCount(*measure, options);
   measure->add_flag("--json", options.json, "one JSON object per frame");
   return measure;
+}
+
+CLI::App* addCalibrate(CLI::App& app, Options& options) {
+  CLI::App* calibrate = addCommand(
+      app, "calibrate", "close the shutter, make the table of the manual flat field, show what it wins");
+  addCamera(*calibrate, options);
+  calibrate->add_option("--frames", options.frames, "frames of the shutter run")
+      ->check(CLI::Range(1, 65535))
+      ->capture_default_str();
+  calibrate->add_flag("--json", options.json, "one JSON object");
+  return calibrate;
 }
 
 CLI::App* addEvaluate(CLI::App& app, Options& options) {
@@ -173,6 +185,7 @@ int run(int argc, char** argv) {
   CLI::App* stream = addStream(app, options);
   std::string at;
   CLI::App* measure = addMeasure(app, options, at);
+  CLI::App* calibrate = addCalibrate(app, options);
   CLI::App* evaluate = addEvaluate(app, options);
 
   try {
@@ -186,7 +199,8 @@ int run(int argc, char** argv) {
 
   if (app.get_subcommands().empty()) {
     throw tools::CommandFailure(
-        "a subcommand is needed: list, info, stream, measure or evaluate (see --help)", tools::kExitUsage);
+        "a subcommand is needed: list, info, stream, measure, calibrate or evaluate (see --help)",
+        tools::kExitUsage);
   }
 
   options.polynomial = calibration == "polynomial";
@@ -208,9 +222,11 @@ int run(int argc, char** argv) {
   // A simulated camera's files can be made up; the log has its level only now.
   if (!options.scenario.empty() && options.data.empty()) {
     options.data = tools::defaultCalibrationDirectory(options.scenario, options.camera, options.polynomial);
+    options.madeUpData = true;
   }
   if (info->parsed()) tools::showCamera(options, sdk);
   if (stream->parsed()) tools::streamCamera(options, sdk);
+  if (calibrate->parsed()) tools::calibrateCamera(options, sdk);
   if (measure->parsed()) tools::measureTemperature(options, sdk);
   return tools::kExitDone;
 }

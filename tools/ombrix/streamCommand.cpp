@@ -1,11 +1,13 @@
 #include <atomic>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <vector>
 
 #include "common/format.h"
 #include "ombrix/Ombrix.h"
 #include "tools/common/imageFiles.h"
+#include "tools/common/privateData.h"
 #include "tools/common/progressLine.h"
 #include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
@@ -94,10 +96,15 @@ void selectPreset(Ombrix& camera, int preset) {
 
 }  // namespace
 
-void streamCamera(const Options& options, OmbrixSDK& sdk) {
+void streamCamera(const Options& wanted, OmbrixSDK& sdk) {
+  Options options = wanted;
+  // A run's table would be loaded by everyone who uses the made-up set later.
+  std::optional<PrivateData> temporary;
+  if (options.madeUpData && options.controls.runFrames) options.data = temporary.emplace(options.data).path();
   const auto handle = openCamera(options, sdk);
   Ombrix& camera = *handle;
   if (options.preset >= 0) selectPreset(camera, options.preset);
+  applyControls(options.controls, options.camera, camera);
 
   FrameSource source(options, camera);
   std::atomic<unsigned long long> shown{0};
@@ -106,6 +113,7 @@ void streamCamera(const Options& options, OmbrixSDK& sdk) {
   const ProgressLine progress(
       [&] { return format("{}{} frames, {} missed", shown.load(), total, missed.load()); });
   while (!interrupted() && (options.count == 0 || shown < options.count)) {
+    if (options.controls.trigger) camera.softwareTriggerRequest();
     if (!source.next()) {
       if (interrupted()) return;
       throw CommandFailure(format("camera {}: no frame within {} ms", options.camera, kFrameTimeoutMs));

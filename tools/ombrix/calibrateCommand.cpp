@@ -1,0 +1,134 @@
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "common/format.h"
+#include "ombrix/Ombrix.h"
+#include "tools/common/privateData.h"
+#include "tools/common/progressLine.h"
+#include "tools/common/session.h"
+#include "tools/common/stageFigures.h"
+#include "tools/ombrix/commands.h"
+#include "tools/ombrix/controls.h"
+
+namespace tools {
+namespace {
+
+constexpr int kFrameTimeoutMs = 2000;
+constexpr unsigned kSettlingFrames = 24;  // until the shutter has moved and the stripe removal has followed
+constexpr unsigned kResidualFrames = 16;
+
+/// A camera that looks at its closed shutter; it is opened again in any case.
+class ClosedShutter {
+ public:
+  explicit ClosedShutter(Ombrix& openedCamera) : camera(openedCamera) { camera.closeShutter(); }
+  ~ClosedShutter() { camera.openShutter(); }
+  ClosedShutter(const ClosedShutter&) = delete;
+  ClosedShutter& operator=(const ClosedShutter&) = delete;
+
+ private:
+  Ombrix& camera;
+};
+
+class Calibration {
+ public:
+  Calibration(const Options& wanted, Ombrix& openedCamera) : options(wanted), camera(openedCamera) {
+    std::uint64_t columns = 0;
+    std::uint64_t rows = 0;
+    camera.getImageSize(columns, rows);
+    width = static_cast<std::size_t>(columns);
+    levels.resize(columns * rows);
+    kinds.assign(columns * rows, PixelKind::Good);
+    std::vector<std::pair<int, int>> defects;
+    camera.getDefectivePixelsCorrection(defects);
+    for (const auto& [x, y] : defects) {
+      const auto at = static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x);
+      if (x >= 0 && y >= 0 && at < kinds.size()) kinds[at] = PixelKind::Defective;
+    }
+    if (width == 320 || width == 640) kinds.back() = PixelKind::NoPicture;  // the temperature word
+  }
+
+  /// What is left of the fixed pattern, from the mean of some frames.
+  StageFigures residual() {
+    for (unsigned i = 0; i < kSettlingFrames; ++i) next();
+    StageRecorder recorder(levels.size());
+    for (unsigned i = 0; i < kResidualFrames; ++i) {
+      next();
+      recorder.add(levels);
+    }
+    return recorder.figures(kinds, width, 1000.0 * kelvinPerLevel(options.camera));
+  }
+
+  void run() {
+    const ProgressLine progress(
+        [&] { return format("{} of {} frames", shutterFramesTaken(options.camera), options.frames); });
+    camera.runFFC(true, options.frames);
+    if (!camera.getFFC())
+      throw CommandFailure(format("camera {}: the shutter run gave no table", options.camera));
+  }
+
+ private:
+  void next() {
+    if (interrupted()) throw CommandFailure("interrupted");
+    if (camera.getRawFrame(reinterpret_cast<std::uint8_t*>(levels.data()), nullptr, kFrameTimeoutMs)) return;
+    throw CommandFailure(format("camera {}: no frame within {} ms", options.camera, kFrameTimeoutMs));
+  }
+
+  const Options& options;
+  Ombrix& camera;
+  std::size_t width = 0;
+  std::vector<std::uint16_t> levels;
+  std::vector<PixelKind> kinds;
+};
+
+nlohmann::ordered_json toJson(const StageFigures& figures, bool radiometric) {
+  const auto rounded = [](double value) { return std::round(value * 100.0) / 100.0 + 0.0; };
+  return {{radiometric ? "spatialMk" : "spatialLevels", rounded(figures.spatialMk)},
+          {radiometric ? "columnMk" : "columnLevels", rounded(figures.columnMk)}};
+}
+
+}  // namespace
+
+void calibrateCamera(const Options& wanted, OmbrixSDK& sdk) {
+  Options options = wanted;
+  std::optional<PrivateData> temporary;
+  if (options.madeUpData) options.data = temporary.emplace(options.data).path();
+  const auto camera = openCamera(options, sdk);
+  const bool radiometric = camera->getShutterlessCorrection();
+
+  StageFigures before, after;
+  {
+    const ClosedShutter shutter(*camera);
+    Calibration calibration(options, *camera);
+    before = calibration.residual();
+    calibration.run();
+    after = calibration.residual();
+  }
+  // Without tables the levels are counts: 1000 of the recorder's units are one.
+  if (!radiometric) {
+    for (auto* figures : {&before, &after}) {
+      figures->spatialMk /= 1000.0 * kelvinPerLevel(options.camera);
+      figures->columnMk /= 1000.0 * kelvinPerLevel(options.camera);
+    }
+  }
+  const std::string kept = temporary ? "" : (options.data.empty() ? "data" : options.data) + "/ffc";
+  if (options.json) {
+    nlohmann::ordered_json line = {{"frames", options.frames},
+                                   {"before", toJson(before, radiometric)},
+                                   {"after", toJson(after, radiometric)},
+                                   {"directory", nullptr}};
+    if (!temporary) line["directory"] = kept;
+    return printLine(line.dump());
+  }
+  const char* const unit = radiometric ? "mK" : "levels";
+  printLine(format("before  spatial {:8.1f} {}  columns {:8.1f} {}", before.spatialMk, unit, before.columnMk,
+                   unit));
+  printLine(
+      format("after   spatial {:8.1f} {}  columns {:8.1f} {}", after.spatialMk, unit, after.columnMk, unit));
+  printLine(temporary ? std::string("the table is not kept: name a directory for it with --data")
+                      : format("the table is in {}", kept));
+}
+
+}  // namespace tools
