@@ -69,7 +69,8 @@ void imageAcquisition::temperatureCycle(const TemperatureRule& rule) {
 
 void imageAcquisition::publishTemperature(float kelvin) {
   const std::int64_t now = monotonicNs();
-  const double elapsedMs = static_cast<double>((now - lastCycleNs) / 1000) / 1000.0;  // whole microseconds
+  const std::int64_t elapsedUs = (now - lastCycleNs) / 1000;  // the fraction is dropped
+  const double elapsedMs = static_cast<double>(elapsedUs) / 1000.0;
   lastCycleNs = now;
   if (!device.temperatureFiltering) {
     temperatureFilter.started = false;

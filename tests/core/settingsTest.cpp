@@ -215,7 +215,8 @@ TEST_F(SettingsTest, ReadersSurviveEveryCreateAndRelease) {
       const settings& record = settings::current();
       const std::string font = record.font.get();
       EXPECT_TRUE(font == "Calibri_24_AA" || font == "Sans_8") << font;
-      EXPECT_TRUE(record.bitRate == 1024 || record.bitRate == 512);
+      const std::int32_t bitRate = record.bitRate;
+      EXPECT_TRUE(bitRate == 1024 || bitRate == 512) << bitRate;
     }
   });
   for (int i = 0; i < 200; ++i) {
