@@ -11,7 +11,6 @@
 
 namespace {
 
-using calibration::CoefficientGroup;
 using calibration::CoefficientLine;
 using calibration::CoefficientValues;
 
