@@ -91,11 +91,26 @@ int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCoun
   if (frameCount == 0 || pixels.empty()) return 0;
   const std::uint32_t frames = frameCount;
   float sum = 0.0f;  // one running float, in pixel order: the rounding is part of the result
-  for (const unsigned int pixel : pixels) sum += static_cast<float>(pixel / frames);
+  for (const unsigned int pixel : pixels) {
+    const std::uint32_t level = pixel / frames;  // the fraction is dropped per pixel
+    sum += static_cast<float>(level);
+  }
   return truncateToI32(static_cast<double>(sum / static_cast<float>(pixels.size())));
 }
 
 namespace calibration {
+
+std::uint32_t meanOfUnsaturated(const image<unsigned int>& table, std::uint16_t frameCount) {
+  if (frameCount == 0) return 0;
+  std::uint64_t sum = 0, count = 0;
+  for (const unsigned int pixel : pixelsOf(table)) {
+    const std::uint32_t level = pixel / frameCount;
+    if (level == 0 || level >= 65535) continue;
+    sum += level;
+    ++count;
+  }
+  return count == 0 ? 0 : static_cast<std::uint32_t>(sum / count);
+}
 
 bool isUsableFFC(std::uint16_t frameCount, float temperature) {
   return frameCount != 0 && std::isfinite(temperature);

@@ -22,7 +22,7 @@ std::int64_t monotonicMicroseconds() {
 void adoptSums(processData<unsigned short>& data, std::uint16_t frames) {
   std::copy_n(data.ffcAccumulator.data, data.ffcAccumulator.pixelCount(), data.manual.sums.data);
   data.manual.frames = frames;
-  data.manual.mean = static_cast<std::uint32_t>(getFFCMean(data.manual.sums, frames));
+  data.manual.mean = calibration::meanOfUnsaturated(data.manual.sums, frames);
   data.returnAccumulator();
 }
 
