@@ -109,7 +109,7 @@ std::uint32_t meanOfUnsaturated(const image<unsigned int>& table, std::uint16_t 
     sum += level;
     ++count;
   }
-  return count == 0 ? 0 : static_cast<std::uint32_t>(sum / count);
+  return count == 0 ? 0 : static_cast<std::uint32_t>((sum + count / 2) / count);  // rounded
 }
 
 bool isUsableFFC(std::uint16_t frameCount, float temperature) {

@@ -61,7 +61,8 @@ void weighColumns(const float* mixed, const AxisWeights& columns, const LanePoin
       const float sum =
           weigh<taps, limited>(weights, [&](std::uint32_t k) { return values[k * kLanes + r]; });
       const float above = sum > 0.0f ? sum : 0.0f;
-      levels[r] = static_cast<std::int32_t>((above < 65535.0f ? above : 65535.0f) + 0.5f);
+      const float rounded = (above < 65535.0f ? above : 65535.0f) + 0.5f;  // in single precision
+      levels[r] = static_cast<std::int32_t>(rounded);
     }
     for (std::uint32_t r = 0; r < kLanes; ++r) out[r][x] = static_cast<std::uint16_t>(levels[r]);
   }

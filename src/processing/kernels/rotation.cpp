@@ -18,7 +18,8 @@ std::int64_t fixedPoint(double ratio) { return std::llround(ratio * 2147483648.0
 /// A position limited to the axis 0 .. last, as two pixels and the weight of the second.
 struct Between {
   Between(std::int64_t position, std::uint32_t last) {
-    const std::int64_t limited = std::clamp(position, std::int64_t{0}, std::int64_t{last} << kPositionBits);
+    constexpr std::int64_t kOne = std::int64_t{1} << kPositionBits;
+    const std::int64_t limited = std::clamp(position, std::int64_t{0}, last * kOne);
     first = static_cast<std::uint32_t>(limited >> kPositionBits);
     second = std::min(first + 1, last);
     weight = static_cast<std::uint32_t>(limited) >> (kPositionBits - kWeightBits);
