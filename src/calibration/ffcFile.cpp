@@ -100,16 +100,23 @@ int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCoun
 
 namespace calibration {
 
-std::uint32_t meanOfUnsaturated(const image<unsigned int>& table, std::uint16_t frameCount) {
-  if (frameCount == 0) return 0;
+std::uint32_t meanOfGoodPixels(const image<unsigned int>& table, std::uint16_t frameCount,
+                               std::span<const std::pair<int, int>> defects) {
+  if (frameCount == 0 || table.empty()) return 0;
+  std::vector<bool> bad(table.pixelCount());
+  for (const auto& [x, y] : defects) {
+    if (x < 0 || y < 0 || x >= table.width || y >= table.height) continue;
+    bad[static_cast<std::size_t>(y) * table.width + static_cast<std::size_t>(x)] = true;
+  }
+  const std::span<const unsigned int> pixels = pixelsOf(table);
   std::uint64_t sum = 0, count = 0;
-  for (const unsigned int pixel : pixelsOf(table)) {
-    const std::uint32_t level = pixel / frameCount;
-    if (level == 0 || level >= 65535) continue;
-    sum += level;
+  for (std::size_t i = 0; i < pixels.size(); ++i) {
+    if (bad[i]) continue;
+    sum += pixels[i];
     ++count;
   }
-  return count == 0 ? 0 : static_cast<std::uint32_t>((sum + count / 2) / count);  // rounded
+  count *= frameCount;
+  return count == 0 ? 0 : static_cast<std::uint32_t>((sum + count / 2) / count);
 }
 
 bool isUsableFFC(std::uint16_t frameCount, float temperature) {

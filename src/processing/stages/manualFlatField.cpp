@@ -22,7 +22,7 @@ std::int64_t monotonicMicroseconds() {
 void adoptSums(processData<unsigned short>& data, std::uint16_t frames) {
   std::copy_n(data.ffcAccumulator.data, data.ffcAccumulator.pixelCount(), data.manual.sums.data);
   data.manual.frames = frames;
-  data.manual.mean = calibration::meanOfUnsaturated(data.manual.sums, frames);
+  data.manual.mean = calibration::meanOfGoodPixels(data.manual.sums, frames, data.defects.list);
   data.returnAccumulator();
 }
 
