@@ -9,13 +9,14 @@
 #include "common/format.h"
 #include "ombrix/Ombrix.h"
 #include "ombrix/OmbrixSDK.h"
+#include "tools/common/defaultCalibration.h"
 
 namespace tools {
 namespace {
 
 constexpr int kFrameTimeoutMs = 2000;
 constexpr int kFirstFrames = 12;     // past the zero frame a stream begins with
-constexpr int kSettlingFrames = 12;  // until the chosen bounds show
+constexpr int kSettlingFrames = 30;  // until the smoothed statistics rest
 constexpr int kThermalFrames = 120;
 constexpr std::size_t kHistogramBins = 65536;
 
@@ -91,7 +92,8 @@ class Measurement {
 /// The camera of a run and the buffers its frames go to.
 class DemoCamera {
  public:
-  explicit DemoCamera(ModelResult& modelResult) : result(modelResult), camera(0), histogram(kHistogramBins) {
+  DemoCamera(ModelResult& modelResult, const std::string& dataPath)
+      : result(modelResult), camera(0, dataPath), histogram(kHistogramBins) {
     if (const std::string error = camera.getErrorText(); error != "none") throw std::runtime_error(error);
     std::uint64_t width = 0;
     std::uint64_t height = 0;
@@ -131,11 +133,9 @@ class DemoCamera {
   Ombrix::metadata metadata;
 };
 
-/// Bounds by rank, so that dead pixels do not flatten the picture.
-void chooseMapping(DemoCamera& demo) {
+/// Lets the running values of the pipeline come to rest.
+void settle(DemoCamera& demo) {
   for (int i = 0; i < kFirstFrames; ++i) demo.takeRaw();
-  const auto [low, high] = demo.bounds();
-  demo.camera.setMappingMode(Ombrix::mappingManual, low, high);
   for (int i = 0; i < kSettlingFrames; ++i) demo.takeColour();
 }
 
@@ -146,10 +146,10 @@ ModelResult runModel(const ModelPlan& plan) {
   ModelResult result;
   OmbrixSDK sdk;
   result.name = sdk.getDeviceName(0);
-  DemoCamera demo(result);
+  DemoCamera demo(result, defaultCalibrationDirectory(plan.scenario, 0, false));
   int preset = plan.preset;
   demo.camera.setColorPreset(preset);
-  chooseMapping(demo);
+  settle(demo);
 
   Measurement colour(*platform, plan.frames);
   for (int i = 0; i < plan.frames; ++i) colour.note(demo.takeColour());
