@@ -48,8 +48,8 @@ SampleDelivery::SampleDelivery(std::shared_ptr<SimulatedCamera> streamCamera,
     : camera(std::move(streamCamera)),
       record(std::move(streamRecord)),
       generation(camera->generation()),
-      singleStep(camera->specification().singleStep),
-      buffers(camera->specification().buffers),
+      singleStep(camera->description().singleStep),
+      buffers(camera->description().buffers),
       receiver(&sampleReceiver) {}
 
 std::int32_t SampleDelivery::request() {

@@ -52,7 +52,7 @@ class SimulatedCamera {
   explicit SimulatedCamera(const CameraSpec& spec);
 
   const CameraModel& model() const { return *spec.model; }
-  const CameraSpec& specification() const { return spec; }
+  const CameraSpec& description() const { return spec; }
 
   // The stream.
   std::vector<transport::StreamType> streamTypes() const;

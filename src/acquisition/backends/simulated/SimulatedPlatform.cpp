@@ -14,7 +14,7 @@ namespace {
 /// Names vendor and product as a Windows device path does, which is where cameras are recognised by.
 std::string devicePath(const SimulatedCamera& camera) {
   return format("\\\\?\\usb#vid_5c2b&pid_{:04x}&mi_00#{:d}#simulated", camera.model().productId,
-                camera.specification().serialNumber);
+                camera.description().serialNumber);
 }
 
 }  // namespace

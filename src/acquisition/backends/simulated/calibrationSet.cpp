@@ -149,7 +149,7 @@ bool writeCalibrationSet(const CameraSpec& camera, const std::string& directory,
 
 bool writeCalibrationSet(const SimulatedCamera& camera, const std::string& directory,
                          const CalibrationSetOptions& options) {
-  return writeCalibrationSet(camera.specification(), directory, options);
+  return writeCalibrationSet(camera.description(), directory, options);
 }
 
 }  // namespace simulation
