@@ -204,8 +204,8 @@ TEST_F(CommandLine, TemperaturesAreRightOutOfTheBox) {
 
 TEST_F(CommandLine, CalibratingLeavesNothingInTheMadeUpSet) {
   setenv("XDG_CACHE_HOME", directory.c_str(), 1);
-  const Outcome outcome =
-      runOmbrix({"calibrate", "--json", "--simulate", "hollis12;scene=room;fpa=31;housing=4"});
+  const Outcome outcome = runOmbrix(
+      {"calibrate", "--frames", "8", "--json", "--simulate", "bramble6;scene=room;fpa=31;housing=4"});
   ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
   const json result = json::parse(outcome.out);
   EXPECT_TRUE(result["directory"].is_null());
