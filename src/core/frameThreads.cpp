@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <future>
+#include <utility>
 #include <vector>
 
 #include "common/format.h"
@@ -191,7 +192,21 @@ void Core::processThreadProc(processThreadData data) {
 void Core::postProcess(imageAcquisition* acquisition) {
   if (!settings::current().profiling) return;
   FairLock lock(frameMutex);
-  const auto& times = acquisition->processing.stageTimes;
-  logger::info(format("Processing time    = {:.2f}ms", times.processingMs), LOG_HERE);
-  logger::info(format("Colorization time  = {:.2f}ms", acquisition->processing.colorizeTimeMs), LOG_HERE);
+  const StageTimes& times = acquisition->processing.stageTimes;
+  const std::pair<const char*, float> rows[] = {
+      {"Processing time   ", times.processingMs},
+      {"Defective pixels  ", times.defectivePixelsMs},
+      {"Flat field        ", times.flatFieldMs},
+      {"Column destriping ", times.columnDestripingMs},
+      {"Row destriping    ", times.rowDestripingMs},
+      {"Thermographic     ", times.thermographicMs},
+      {"Statistics        ", times.statisticsMs},
+      {"Level compensation", times.levelCompensationMs},
+      {"Gain control      ", times.gainControlMs},
+      {"Temporal filter   ", times.temporalFilterMs},
+      {"Resampling        ", times.resamplingMs},
+      {"Spatial filter    ", times.filteringMs},
+      {"Colorization time ", acquisition->processing.colorizeTimeMs},
+  };
+  for (const auto& [stage, ms] : rows) logger::info(format("{:s} = {:.2f}ms", stage, ms), LOG_HERE);
 }
