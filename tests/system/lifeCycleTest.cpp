@@ -19,6 +19,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kTimeoutMs = 20000;
 
+/// The bound of a destruction. A sanitizer makes the frame that is being processed take seconds; a hang lasts
+/// longer than this all the same.
+constexpr auto kClosingBound = kFullSpeed ? 2s : 8s;
+
 /// Destroys the SDK and says how long that took.
 Clock::duration closingTime(SdkRig& rig) {
   const auto start = Clock::now();
@@ -82,7 +86,7 @@ TEST(LifeCycle, ACameraThatCannotBeOpenedSaysWhyAndHarmsNobody) {
     EXPECT_EQ(dead->getSerialNumber(), dead == &refused ? "466001360" : "");
   }
   EXPECT_EQ(rig.platform->camera(1).transfers().size(), transfers) << "no shutter of a camera nobody can use";
-  EXPECT_LT(closingTime(rig), 2s);
+  EXPECT_LT(closingTime(rig), kClosingBound);
 }
 
 TEST(LifeCycle, AnUnknownHandleGetsNeutralAnswers) {
@@ -148,7 +152,7 @@ TEST(LifeCycle, UnplugLeavesTheOtherCameraAlone) {
   EXPECT_TRUE(rig.sdk->isConnected(1));
   EXPECT_EQ(victim.getErrorText(), "none");
   EXPECT_EQ(rig.log.count("camera lost"), 1u) << rig.log.text();
-  EXPECT_LT(closingTime(rig), 2s);
+  EXPECT_LT(closingTime(rig), kClosingBound);
 }
 
 TEST(LifeCycle, RawAndColourConsumersBothGetTheirFrames) {
@@ -198,7 +202,7 @@ TEST(LifeCycle, DestructionFreesBlockedCallers) {
   std::thread c([&] { silentAnswer = silent.getColorFrame(nullptr, nullptr, 3600000); });
   ASSERT_TRUE(
       waitFor([&] { return SdkRig::acquisition(0).users == 2 && SdkRig::acquisition(1).users == 1; }));
-  EXPECT_LT(closingTime(rig), 2s);
+  EXPECT_LT(closingTime(rig), kClosingBound);
   a.join();
   b.join();
   c.join();
@@ -209,11 +213,12 @@ TEST(LifeCycle, DestructionFreesBlockedCallers) {
 
 TEST(LifeCycle, DestructionIsBoundedWhateverTheCameraDoes) {
   for (const char* fault : {"unplug", "stall", "slow-stop:10000", "failed:1000000", "short:1000000"}) {
-    SdkRig rig("marlow3,bramble6,hollis12;scene=coded");
+    SdkRig rig(kFullSpeed ? "marlow3,bramble6,hollis12;scene=coded"
+                          : "marlow3,bramble6,hollis12;scene=coded;rate=1");
     Ombrix cameras[] = {Ombrix(0), Ombrix(1), Ombrix(2)};
     for (auto& camera : cameras) ASSERT_TRUE(camera.getColorFrame(nullptr, nullptr, kTimeoutMs));
     for (std::size_t i = 0; i < 3; ++i) ASSERT_EQ(rig.platform->camera(i).apply(fault), "");
-    EXPECT_LT(closingTime(rig), 2s) << fault;
+    EXPECT_LT(closingTime(rig), kClosingBound) << fault;
     EXPECT_EQ(rig.platform->startCount(), 0) << fault;
   }
 }
@@ -223,7 +228,7 @@ TEST(LifeCycle, DestructionOvertakesASlowOpening) {
   SdkRig rig("marlow3;scene=coded;step=on;fault=slow-register:400:1000");
   std::thread opener([] { Ombrix camera(0); });
   EXPECT_TRUE(waitFor([&] { return !rig.platform->camera(0).transfers().empty(); }));
-  EXPECT_LT(closingTime(rig), 2s);
+  EXPECT_LT(closingTime(rig), kClosingBound);
   opener.join();
   EXPECT_EQ(rig.platform->startCount(), 0);
 }
