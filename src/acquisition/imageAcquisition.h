@@ -160,6 +160,8 @@ class imageAcquisition {
   std::int64_t shutterProgressUs GUARDED_BY(calibrationMutex) = 0;
   bool switchBeforeRun GUARDED_BY(calibrationMutex) = false;  ///< what a cancelled run puts back
   std::chrono::milliseconds shutterSilence{5000};  ///< how long a waiter bears no frames; tests shorten it
+  /// How long after a failed table refresh the folders are looked through again; tests shorten it.
+  std::chrono::milliseconds tableScanPause{5000};
 
   std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
   std::atomic<bool> ready{false};            ///< prepared: the Core worker may process it. Set last.
