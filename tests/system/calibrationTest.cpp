@@ -256,12 +256,21 @@ TEST_F(CalibrationFiles, AWaiterLeavesACameraThatGivesNoFrames) {
   camera.runFFC(true, 8);  // no sample ever comes
   EXPECT_TRUE(camera.getFFC()) << "what was in force is again";
   EXPECT_EQ(rig.log.count("ended without a result"), 1u);
+  // Nor do others hold it there that keep asking.
+  std::atomic<bool> left{false};
+  std::thread impatient([&] {
+    while (!left) camera.runFFC(false, 8);
+  });
+  camera.runFFC(true, 8);
+  left = true;
+  impatient.join();
 }
 
 TEST_F(CalibrationFiles, WaitersLeaveWhenTheCameraOrTheSdkGoes) {
   for (const bool unplugged : {true, false}) {
     SdkRig rig("marlow3;scene=uniform;rate=100");
     Ombrix camera(0);
+    SdkRig::acquisition(0).shutterSilence = std::chrono::hours(1);  // no way out for a waiter
     std::atomic<int> left{0};
     const auto wait = [&] {
       camera.runFFC(true, 60000);
