@@ -66,6 +66,8 @@ struct LoadedPair {
   /// Puts the tables in force; this one is left with the earlier ones.
   void swapInto(processData<unsigned short>& data) {
     FlatFieldTables& tables = data.flatField.ffcTables;
+    data.tableStage.pairTarget = {};
+    data.tableStage.references.forget();
     data.slot0Low().swap(low[0].sums);
     tables.slot0High.swap(high[0].sums);
     if (!twoReferences) return;

@@ -133,9 +133,7 @@ class Scene {
     picture.view().at(x, y) = static_cast<std::uint16_t>(level + gaussian(random));
   }
   void correct(float weight, std::int32_t steepest) {
-    std::vector<std::uint32_t> spare(kLevels);
-    const auto measured =
-        kernels::measureFrame(picture.view(), LevelCounts{curve.histogram}, LevelCounts{spare});
+    const auto measured = kernels::measureFrame(picture.view(), LevelCounts{curve.histogram});
     low = measured.minimum.level;
     high = measured.maximum.level;
     before = {picture.data, picture.data + picture.pixelCount()};

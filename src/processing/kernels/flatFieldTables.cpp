@@ -85,7 +85,7 @@ struct ReferenceRule {
   float frames;
   float high, low;       ///< weights of the high and the low tables
   float aboveRangeMinK;  ///< of the 25 degC reference
-  float scale;           ///< output levels per kelvin
+  bool powerOfTwo;       ///< N is: its reciprocal is exact and multiplies in a fraction of the time
 };
 
 struct ReferenceRow {
@@ -93,41 +93,49 @@ struct ReferenceRow {
 };
 
 template <typename Convert, typename Divide>
-OMBRIX_INLINE void correctPixels(std::uint16_t* pixels, std::uint32_t width, const ReferenceRow& row,
-                                 const ReferenceRule& rule, Convert convert, Divide byFrames) {
+OMBRIX_INLINE void fitPixels(const ReferenceRow& row, std::uint32_t width, const ReferenceRule& rule,
+                             Convert convert, Divide byFrames, float* __restrict levelAtMin,
+                             float* __restrict kelvinPerCount) {
   constexpr float kReferenceDistanceK = 25.0f;
-  // Copies: a pixel's store might change what a reference refers to, as far as the compiler knows.
   const auto [low25, high25, low50, high50] = row;
-  const float high = rule.high, low = rule.low, aboveRangeMinK = rule.aboveRangeMinK, scale = rule.scale;
+  const float high = rule.high, low = rule.low, aboveRangeMinK = rule.aboveRangeMinK;
   for (std::uint32_t x = 0; x < width; ++x) {
     const float at25 = high * convert(high25[x]) + low * convert(low25[x]);
     const float at50 = high * convert(high50[x]) + low * convert(low50[x]);
     const float level25 = byFrames(at25);
-    const float kelvinPerCount = kReferenceDistanceK / byFrames(at50 - at25);
-    const float levelAtMin = level25 - aboveRangeMinK / kelvinPerCount;
-    const float result = (static_cast<float>(pixels[x]) - levelAtMin) * scale * kelvinPerCount;
-    // Two comparisons that NaN fails: it ends at 0.
-    const float positive = result > 0.0f ? result : 0.0f;
-    pixels[x] = truncateLimitedToU16(positive < kFullScale ? positive : kFullScale);
+    const float gain = kReferenceDistanceK / byFrames(at50 - at25);
+    levelAtMin[x] = level25 - aboveRangeMinK / gain;
+    kelvinPerCount[x] = gain;
   }
 }
 
-/// powerOfTwo: N is a power of two, whose reciprocal is exact and multiplies in a fraction of the time.
 OMBRIX_VECTORISED
-void correctRow(std::uint16_t* pixels, std::uint32_t width, const ReferenceRow& row,
-                const ReferenceRule& rule, bool powerOfTwo) {
+void fitRow(const ReferenceRow& row, std::uint32_t width, const ReferenceRule& rule, float* levelAtMin,
+            float* kelvinPerCount) {
   const std::uint32_t bits = allBits(row.low25, width) | allBits(row.high25, width) |
                              allBits(row.low50, width) | allBits(row.high50, width);
   const auto convert = [](std::uint32_t sum) { return static_cast<float>(static_cast<std::int32_t>(sum)); };
   const auto divide = [frames = rule.frames](float sum) { return sum / frames; };
   if (bits >= kSignedSums) {
     const auto convertAny = [](std::uint32_t sum) { return static_cast<float>(sum); };
-    correctPixels(pixels, width, row, rule, convertAny, divide);
-  } else if (powerOfTwo) {
+    fitPixels(row, width, rule, convertAny, divide, levelAtMin, kelvinPerCount);
+  } else if (rule.powerOfTwo) {
     const auto multiply = [share = 1.0f / rule.frames](float sum) { return sum * share; };
-    correctPixels(pixels, width, row, rule, convert, multiply);
+    fitPixels(row, width, rule, convert, multiply, levelAtMin, kelvinPerCount);
   } else {
-    correctPixels(pixels, width, row, rule, convert, divide);
+    fitPixels(row, width, rule, convert, divide, levelAtMin, kelvinPerCount);
+  }
+}
+
+/// scale: output levels per kelvin.
+OMBRIX_VECTORISED
+void applyReferences(std::uint16_t* pixels, std::size_t count, const float* levelAtMin,
+                     const float* kelvinPerCount, float scale) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const float result = (static_cast<float>(pixels[i]) - levelAtMin[i]) * scale * kelvinPerCount[i];
+    // Two comparisons that NaN fails: it ends at 0.
+    const float positive = result > 0.0f ? result : 0.0f;
+    pixels[i] = truncateLimitedToU16(positive < kFullScale ? positive : kFullScale);
   }
 }
 
@@ -176,16 +184,25 @@ void showValues(ImageView<const float> values, float low, float high, ImageView<
 }
 
 void correctWithReferences(ImageView<std::uint16_t> image, const ReferenceTables& tables,
-                           std::uint16_t frames, float weight, float rangeMinK, float rangeSpanK) {
+                           std::uint16_t frames, float weight, float rangeMinK, float rangeSpanK,
+                           const PixelReferences& references) {
   constexpr float kLowerReferenceK = 298.15f;
   const ReferenceRule rule{static_cast<float>(frames), weight, 1.0f - weight, kLowerReferenceK - rangeMinK,
-                           kFullScale / rangeSpanK};
-  const bool powerOfTwo = std::has_single_bit(frames);
+                           std::has_single_bit(frames)};
   for (std::uint32_t y = 0; y < image.height; ++y) {
     const ReferenceRow row{tables.low25.row(y), tables.high25.row(y), tables.low50.row(y),
                            tables.high50.row(y)};
-    correctRow(image.row(y), image.width, row, rule, powerOfTwo);
+    float* const levelAtMin = references.levelAtMin.data() + std::size_t{y} * image.width;
+    float* const kelvinPerCount = references.kelvinPerCount.data() + std::size_t{y} * image.width;
+    fitRow(row, image.width, rule, levelAtMin, kelvinPerCount);
+    applyReferences(image.row(y), image.width, levelAtMin, kelvinPerCount, kFullScale / rangeSpanK);
   }
+}
+
+void correctWithReferences(ImageView<std::uint16_t> image, const PixelReferences& references,
+                           float rangeSpanK) {
+  applyReferences(image.data, image.pixelCount(), references.levelAtMin.data(),
+                  references.kelvinPerCount.data(), kFullScale / rangeSpanK);
 }
 
 }  // namespace kernels

@@ -24,8 +24,7 @@ PixelPosition position(const kernels::LevelAt& place) {
 
 void measureStatistics(FrameContext& frame) {
   FrameStatistics& stats = frame.data.statistics;
-  const auto measured = kernels::measureFrame(frame.working->view(), LevelCounts{stats.histogram},
-                                              LevelCounts{stats.spareCounts});
+  const auto measured = kernels::measureFrame(frame.working->view(), LevelCounts{stats.histogram});
   stats.minPosition = position(measured.minimum);
   stats.maxPosition = position(measured.maximum);
   stats.frameMean = measured.mean;
