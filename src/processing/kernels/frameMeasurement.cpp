@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
-#include <cstring>
 
 #include "common/numerics.h"
 #include "common/vectorised.h"
@@ -101,27 +100,6 @@ Range rangeOf(const std::uint16_t* levels, std::size_t count) {
   return {low, high};
 }
 
-/// Neighbours are often equal, and counting one bin twice in a row waits for the memory: two sets of bins
-/// take turns. spare: zeros before and after.
-void count(Levels levels, Range range, LevelCounts histogram, LevelCounts spare) {
-  std::uint32_t* const even = histogram.data();
-  std::uint32_t* const odd = spare.data();
-  std::size_t i = 0;
-  for (; i + 4 <= levels.size(); i += 4) {
-    std::uint16_t four[4];
-    std::memcpy(four, levels.data() + i, sizeof four);
-    ++even[four[0]];
-    ++odd[four[1]];
-    ++even[four[2]];
-    ++odd[four[3]];
-  }
-  for (; i < levels.size(); ++i) ++even[levels[i]];
-  for (std::size_t level = range.low; level <= range.high; ++level) {
-    even[level] += odd[level];
-    odd[level] = 0;
-  }
-}
-
 LevelAt firstInRow(ImageView<const std::uint16_t> image, std::uint32_t y, std::uint16_t level) {
   const std::uint16_t* const row = image.row(y);
   return {level, static_cast<std::uint32_t>(std::find(row, row + image.width, level) - row), y};
@@ -134,8 +112,7 @@ std::pair<std::uint16_t, std::uint16_t> levelRange(ImageView<const std::uint16_t
   return {range.low, range.high};
 }
 
-FrameMeasurement measureFrame(ImageView<const std::uint16_t> image, LevelCounts histogram,
-                              LevelCounts spare) {
+FrameMeasurement measureFrame(ImageView<const std::uint16_t> image, LevelCounts histogram) {
   Range range = rangeOf(image.row(0), image.width);
   std::uint32_t lowRow = 0, highRow = 0;
   for (std::uint32_t y = 1; y < image.height; ++y) {
@@ -144,7 +121,7 @@ FrameMeasurement measureFrame(ImageView<const std::uint16_t> image, LevelCounts 
     if (row.high > range.high) range.high = row.high, highRow = y;
   }
   std::fill(histogram.begin(), histogram.end(), 0u);
-  count(image.pixels(), range, histogram, spare);
+  for (const std::uint16_t level : image.pixels()) ++histogram[level];
   const float sum = sequentialSum(image.pixels());
   return {firstInRow(image, lowRow, range.low), firstInRow(image, highRow, range.high),
           truncateToU16(static_cast<double>(sum / static_cast<float>(image.pixelCount())))};
