@@ -162,6 +162,37 @@ TEST_F(CorrectionStages, WeightsAndPairTargetsFollowTheTables) {
   EXPECT_EQ(after(applyFlatField, 16400), 17200);
 }
 
+// 65 K above the range's start in front of 25 degC, 250 levels per kelvin. What the correction keeps of the
+// pixels must not outlive what it was made from.
+TEST_F(CorrectionStages, KeptReferencesFollowTheTables) {
+  flatField.ffcMode = 1;
+  flatField.ffcWeight = 0.0f;
+  const auto expectLevel = [this](std::uint16_t raw, int level) {
+    EXPECT_NEAR(after(applyFlatField, raw), level, 1) << raw;
+    EXPECT_NEAR(after(applyFlatField, raw), level, 1) << raw << " again";
+  };
+  expectLevel(kRaw, 16875);
+  flatField.ffcWeight = 1.0f;
+  expectLevel(9000, 16250);
+  data.radiometry.rangeMinK += 10.0f;
+  expectLevel(9000, 13750);
+  data.radiometry.rangeSpanK *= 2.0f;
+  expectLevel(9000, 6875);
+  data.radiometry.rangeSpanK *= 0.5f;
+  flatField.ffcWeight = 0.0f;
+  image<unsigned int> loaded(4, 3);
+  fill(loaded, 8100u * 32);
+  data.slot0Low().swap(loaded);
+  expectLevel(8100, 13750);
+  data.calibration.ffcCalibrating = true;
+  after(applyFlatField, kRaw);
+  fill(data.slot0Low(), 8200u * 32);
+  data.calibration.ffcCalibrating = false;
+  expectLevel(8200, 13750);
+  data.calibration.ffcFramesToTake = 16;
+  expectLevel(16400, 13750);
+}
+
 TEST_F(CorrectionStages, ThermographicTableIsGated) {
   auto& radiometry = data.radiometry;
   radiometry.thermographicTable.resize(65536);
