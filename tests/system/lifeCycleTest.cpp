@@ -304,6 +304,7 @@ TEST(LifeCycle, ParametersAndControlsChangeWhileFramesFlow) {
     for (int i = 0; !stop; ++i) {
       rig.sdk->parseCoreParameter(i % 2 ? "font=A" : "font=Calibri_24_AA");
       rig.sdk->parseCoreParameter("bitRate=" + std::to_string(i));
+      std::this_thread::sleep_for(1ms);  // a hot loop would shut the frames out
     }
   });
   std::thread controls([&] {
@@ -314,10 +315,11 @@ TEST(LifeCycle, ParametersAndControlsChangeWhileFramesFlow) {
       camera.softwareTriggerRequest();
       camera.closeShutter();
       camera.openShutter();
+      std::this_thread::sleep_for(1ms);
     }
   });
   TakenFrame frame(camera);
-  for (int i = 0; i < 30; ++i) EXPECT_TRUE(frame.takeColor(camera, kTimeoutMs));
+  for (int i = 0; i < 30 && !HasFailure(); ++i) EXPECT_TRUE(frame.takeColor(camera, kTimeoutMs));
   stop = true;
   parser.join();
   controls.join();
