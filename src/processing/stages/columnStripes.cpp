@@ -25,32 +25,45 @@ bool refreshDue(FrameContext& frame) {
   return due;
 }
 
-/// Measures the stripes of the working image, which the earlier passes have corrected already.
+/// Measures the stripes of the frame once for all passes: what one of them leaves is known without looking at
+/// the pixels again, as the rows that vote are the same.
 void computeColumnGradient(FrameContext& frame) {
   ColumnStripeState& state = frame.data.destriping.columns;
   const ImageView<const std::uint16_t> view = frame.working->view();
   const kernels::StepGates gates = kernels::measureColumnGates(view, state.sample);
-  const auto sum = [&](kernels::RowBand columns) {
-    kernels::sumColumnSteps(view, gates, columns, state.steps);
+  const auto sum = [&](kernels::RowBand segments) {
+    kernels::sumColumnVotes(view, gates, segments, state.votes);
   };
-  runBands(view.width, sum, "columnGradient");
-  kernels::integrateColumnSteps(state.steps, view.height, state.profile, state.gradient);
+  runBands(kernels::kStripeSegments, sum, "columnGradient");
+  kernels::measureColumnOffsets(state.votes, view.height, state.profile, state.sums, state.offsets);
 }
 
-/// Lets the pass's correction follow the gradient. The first refreshes are averaged evenly, so that a stream
-/// starts with all of the correction and not with a quarter of it.
-void followGradient(ColumnStripeState& state, std::size_t pass, float strength) {
+/// Lets the passes' corrections follow the gradient. The first refreshes are averaged evenly, so that a
+/// stream starts with all of the correction and not with a quarter of it.
+void followGradient(ColumnStripeState& state, std::size_t passes, float strength) {
   const float weight = std::max(strength, 1.0f / static_cast<float>(state.refreshes));
-  const auto correction = state.correction(pass);
-  for (std::size_t x = 0; x < correction.size(); ++x) {
-    correction[x] += weight * (state.gradient[x] - correction[x]);
+  std::fill(state.total.begin(), state.total.end(), 0.0f);
+  for (std::size_t pass = 0; pass < passes; ++pass) {
+    kernels::removeColumnTrend(state.total, state.sums, state.removed);
+    const auto correction = state.correction(pass);
+    for (std::size_t x = 0; x < correction.size(); ++x) {
+      const float gradient = state.offsets.remaining(x, state.removed[x], kernels::kLargestColumnOffset);
+      correction[x] += weight * (gradient - correction[x]);
+      state.total[x] += correction[x];
+    }
   }
 }
 
-void correctColumnNoise(FrameContext& frame, std::size_t pass) {
+/// Takes the corrections of all passes in one go.
+void correctColumnNoise(FrameContext& frame, std::size_t passes) {
   ColumnStripeState& state = frame.data.destriping.columns;
   const ImageView<std::uint16_t> view = frame.working->view();
-  state.shifts.round(state.correction(pass));
+  std::fill(state.total.begin(), state.total.end(), 0.0f);
+  for (std::size_t pass = 0; pass < passes; ++pass) {
+    const auto correction = state.correction(pass);
+    for (std::size_t x = 0; x < correction.size(); ++x) state.total[x] += correction[x];
+  }
+  state.shifts.round(state.total);
   const auto shift = [&](kernels::RowBand rows) { kernels::shiftColumns(view, state.shifts, rows); };
   runBands(view.height, shift, "columnNoise");
 }
@@ -70,11 +83,9 @@ void removeColumnStripes(FrameContext& frame) {
   state.reserve(passes);
   const bool refresh = refreshDue(frame);
   if (refresh) ++state.refreshes;
-  for (std::size_t pass = 0; pass < passes; ++pass) {
-    if (refresh) {
-      computeColumnGradient(frame);
-      followGradient(state, pass, destriping.strength);
-    }
-    correctColumnNoise(frame, pass);
+  if (refresh) {
+    computeColumnGradient(frame);
+    followGradient(state, passes, destriping.strength);
   }
+  correctColumnNoise(frame, passes);
 }
