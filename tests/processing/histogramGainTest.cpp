@@ -133,7 +133,9 @@ class Scene {
     picture.view().at(x, y) = static_cast<std::uint16_t>(level + gaussian(random));
   }
   void correct(float weight, std::int32_t steepest) {
-    const auto measured = kernels::measureFrame(picture.view(), LevelCounts{curve.histogram});
+    std::vector<std::uint32_t> spare(kLevels);
+    const auto measured =
+        kernels::measureFrame(picture.view(), LevelCounts{curve.histogram}, LevelCounts{spare});
     low = measured.minimum.level;
     high = measured.maximum.level;
     before = {picture.data, picture.data + picture.pixelCount()};

@@ -44,11 +44,11 @@ image<unsigned short> noise(Size size, unsigned seed) {
 }
 
 TEST(FrameMeasurement, MatchesThePlainLoop) {
-  Counts histogram(kLevels, 99);
+  Counts histogram(kLevels, 99), spare(kLevels);
   for (const Size size : kAwkwardSizes) {
     for (unsigned seed = 0; seed < 8; ++seed) {
       const auto picture = noise(size, seed);
-      const auto measured = kernels::measureFrame(picture.view(), LevelCounts{histogram});
+      const auto measured = kernels::measureFrame(picture.view(), LevelCounts{histogram}, LevelCounts{spare});
 
       Counts expectedHistogram(kLevels);
       kernels::LevelAt low{picture.data[0], 0, 0};
@@ -73,6 +73,7 @@ TEST(FrameMeasurement, MatchesThePlainLoop) {
       EXPECT_EQ(histogram, expectedHistogram);
     }
   }
+  EXPECT_EQ(spare, Counts(kLevels));
 }
 
 // The expected means come from a script that rounds to single precision after every addition. An exact sum,
@@ -87,10 +88,29 @@ TEST(FrameMeasurement, MeanIsThatOfTheSequentialSinglePrecisionSum) {
       {{9001}, {640, 480}, 8979},   {{8001, 7999, 3}, {640, 480}, 5333},
       {{65535}, {640, 480}, 65535}, {{8001, 7999, 3}, {1280, 1024}, 5369},
   };
-  Counts histogram(kLevels);
+  Counts histogram(kLevels), spare(kLevels);
   for (const auto& c : cases) {
     const auto picture = pictureOf(c.levels, c.size);
-    EXPECT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}).mean, c.mean);
+    EXPECT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}, LevelCounts{spare}).mean, c.mean);
+  }
+}
+
+// Levels that lie half-way between the values a sum can take are rounded to the even side, which depends on
+// the sum so far; multiples of 32 are such halves all the way up to sums of 2^30.
+TEST(FrameMeasurement, MeanFollowsTheSequentialSumThroughTies) {
+  Counts histogram(kLevels), spare(kLevels);
+  std::mt19937 random(5);
+  for (int round = 0; round < 60; ++round) {
+    image<unsigned short> picture(static_cast<std::uint16_t>(1 + random() % 700),
+                                  static_cast<std::uint16_t>(1 + random() % 500));
+    const unsigned spacing = 1u << random() % 12, base = static_cast<unsigned>(random() % 65536);
+    float sum = 0.0f;
+    for (std::size_t i = 0; i < picture.pixelCount(); ++i) {
+      picture.data[i] = static_cast<std::uint16_t>((base + random() % 1024) / spacing * spacing);
+      sum += static_cast<float>(picture.data[i]);
+    }
+    const auto mean = static_cast<std::uint16_t>(sum / static_cast<float>(picture.pixelCount()));
+    ASSERT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}, LevelCounts{spare}).mean, mean);
   }
 }
 

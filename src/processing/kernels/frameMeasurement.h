@@ -25,7 +25,7 @@ std::pair<std::uint16_t, std::uint16_t> levelRange(ImageView<const std::uint16_t
 
 /// Measures a frame and counts its levels into `histogram`, cleared first. The image must not be empty.
 /// The mean comes from a single-precision sum taken pixel by pixel in row order; that sum rounds above
-/// 16,777,216, so its order is part of the result.
-FrameMeasurement measureFrame(ImageView<const std::uint16_t> image, LevelCounts histogram);
+/// 16,777,216, so its order is part of the result. spare: all zero, before and after; it helps to count.
+FrameMeasurement measureFrame(ImageView<const std::uint16_t> image, LevelCounts histogram, LevelCounts spare);
 
 }  // namespace kernels

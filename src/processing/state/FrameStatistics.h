@@ -20,9 +20,11 @@ struct FrameStatistics {
   static constexpr std::int32_t histogramSize = static_cast<std::int32_t>(kLevels);
 
   std::vector<std::uint32_t> histogram = std::vector<std::uint32_t>(kLevels);  ///< pixels per level
-  PixelPosition minPosition;                                                   ///< first occurrence
-  PixelPosition maxPosition;                                                   ///< first occurrence
-  std::uint16_t frameMean = 0;                                                 ///< unsmoothed, truncated
+  std::vector<std::uint32_t> spareCounts =
+      std::vector<std::uint32_t>(kLevels);  ///< zeros, between the frames
+  PixelPosition minPosition;                ///< first occurrence
+  PixelPosition maxPosition;                ///< first occurrence
+  std::uint16_t frameMean = 0;              ///< unsmoothed, truncated
 
   float statsSmoothing = 0.9f;  ///< weight of the earlier frames; 0 = none
   float statsMinF = kNotInitialised;
