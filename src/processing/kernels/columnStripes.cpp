@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 #include "processing/kernels/medianMagnitude.h"
 
 namespace kernels {
@@ -31,13 +32,14 @@ struct TileVotes {
 
 /// One row's votes on `count` columns from `row` on; `before` and `after` point at the columns around the
 /// first of them.
+OMBRIX_VECTORISED
 void addVotes(const std::uint16_t* row, const std::uint16_t* before, const std::uint16_t* after,
               StepGates gates, std::uint32_t count, std::int16_t* __restrict sums,
               std::int16_t* __restrict voters) {
   // A 64-bit index: the compiler cannot rule out that a 32-bit one wraps, and would go column by column.
   for (std::size_t x = 0; x < count; ++x) {
     const std::uint16_t here = row[x], left = *(row + x - 1), first = before[x], last = after[x];
-    // A posts's flat top, at most 7 columns wide, passes the reach from end to end, but not that from its
+    // A post's flat top, at most 7 columns wide, passes the reach from end to end, but not that from its
     // own level to one of the ends.
     const std::uint16_t ends = levelDistance(last, first);
     const std::uint16_t reach = std::max({ends, levelDistance(here, first), levelDistance(last, left)});
@@ -81,6 +83,7 @@ float lineThrough(std::span<const float> window, float place) {
 }
 
 /// Adds to each element the one that `distance` further on, in all but the last ones.
+OMBRIX_VECTORISED
 void addShifted(std::span<float> values, std::size_t distance) {
   for (std::size_t i = 0; i + distance < values.size(); ++i) values[i] += values[i + distance];
 }
@@ -166,6 +169,7 @@ void ColumnShifts::round(std::span<const float> offsets) {
   }
 }
 
+OMBRIX_VECTORISED
 void shiftColumns(ImageView<std::uint16_t> image, const ColumnShifts& shifts, RowBand rows) {
   const std::uint16_t* __restrict lower = shifts.lower.data();
   const std::uint16_t* __restrict raise = shifts.raise.data();

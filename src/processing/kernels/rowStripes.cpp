@@ -1,9 +1,12 @@
 #include "processing/kernels/rowStripes.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdlib>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 #include "processing/kernels/medianMagnitude.h"
 
 namespace kernels {
@@ -12,6 +15,7 @@ namespace {
 
 constexpr float kGateSigmas = 4.0f;
 constexpr float kReachShare = 0.4f;
+constexpr std::uint32_t kTile = 1280;    // columns whose differences are under way at a time
 constexpr float kLargestGate = 8190.0f;  // four times the difference of a voter fits 16 signed bits
 
 struct NeighbourRows {
@@ -20,32 +24,72 @@ struct NeighbourRows {
     a = image.row(rows.before[0]), b = image.row(rows.before[1]);
     c = image.row(rows.after[0]), d = image.row(rows.after[1]);
   }
+  NeighbourRows from(std::size_t x) const {
+    NeighbourRows later = *this;
+    later.a += x, later.b += x, later.c += x, later.d += x;
+    return later;
+  }
   const std::uint16_t *a, *b, *c, *d;
 };
 
-std::uint16_t mean(std::uint16_t a, std::uint16_t b) { return static_cast<std::uint16_t>((a + b + 1) >> 1); }
+/// Rounded up. In 16 bits throughout, as the vector lanes are.
+OMBRIX_INLINE std::uint16_t mean(std::uint16_t a, std::uint16_t b) {
+  return static_cast<std::uint16_t>((a | b) - (static_cast<std::uint16_t>(a ^ b) >> 1));
+}
 
 std::uint16_t gate(float levels) {
   return truncateToU16(static_cast<double>(std::clamp(levels, 1.0f, kLargestGate)));
 }
 
-/// The columns [first, end)'s say on a row: the mean difference of those that vote.
-float segmentOffset(const std::uint16_t* row, const NeighbourRows& around, RowGates gates, RowBand columns) {
-  std::int32_t sum = 0;  // of quarter levels
-  std::uint16_t voters = 0;
-  for (std::size_t x = columns.first; x < columns.end; ++x) {
+/// What the columns of a tile say on a row.
+struct TileVotes {
+  std::array<std::int16_t, kTile> quarters;  ///< four times the difference; wrapped where it does not count
+  std::array<std::int16_t, kTile> votes;     ///< 1 where it does, else 0
+};
+
+OMBRIX_INLINE void addVotes(const std::uint16_t* row, const NeighbourRows& around, RowGates gates,
+                            std::size_t count, std::int16_t* __restrict quarters,
+                            std::int16_t* __restrict votes) {
+  for (std::size_t x = 0; x < count; ++x) {
     const std::uint16_t a = around.a[x], b = around.b[x], c = around.c[x], d = around.d[x];
     const std::uint16_t before = mean(a, b), after = mean(c, d);
-    const std::uint16_t near = levelDistance(row[x], mean(before, after)) <= gates.offset ? 1 : 0;
-    const std::uint16_t level = levelDistance(before, after) <= gates.reach ? 1 : 0;
-    const auto votes = static_cast<std::uint16_t>(near & level);
-    // Wraps where it does not count. Products of 16 bits are what vector units add up fastest.
-    const auto quarters = static_cast<std::int16_t>(static_cast<std::uint16_t>(4 * row[x] - a - b - c - d));
-    sum += std::int32_t{quarters} * std::int32_t{static_cast<std::int16_t>(votes)};
-    voters = static_cast<std::uint16_t>(voters + votes);
+    const std::int16_t near = levelDistance(row[x], mean(before, after)) <= gates.offset ? 1 : 0;
+    const std::int16_t level = levelDistance(before, after) <= gates.reach ? 1 : 0;
+    quarters[x] = static_cast<std::int16_t>(static_cast<std::uint16_t>(4u * row[x] - a - b - c - d));
+    votes[x] = static_cast<std::int16_t>(near & level);
   }
-  if (voters == 0 || voters * 2u < columns.end - columns.first) return 0.0f;
-  return static_cast<float>(sum) / (4.0f * static_cast<float>(voters));
+}
+
+/// Products of 16 bits are what vector units add up fastest.
+OMBRIX_INLINE std::int32_t product(const std::int16_t* a, const std::int16_t* b, std::size_t count) {
+  std::int32_t sum = 0;
+  for (std::size_t i = 0; i < count; ++i) sum += std::int32_t{a[i]} * std::int32_t{b[i]};
+  return sum;
+}
+
+/// What the segments of the columns say on a row: sums of quarter levels, and voters.
+struct RowSums {
+  std::array<std::int32_t, kStripeSegments> sums{};
+  std::array<std::int32_t, kStripeSegments> voters{};
+};
+
+OMBRIX_VECTORISED
+void sumRowVotes(const std::uint16_t* row, const NeighbourRows& around, RowGates gates, std::uint32_t width,
+                 RowSums& result) {
+  TileVotes tile;
+  for (std::uint32_t first = 0; first < width; first += kTile) {
+    const std::uint32_t end = std::min(first + kTile, width);
+    addVotes(row + first, around.from(first), gates, end - first, tile.quarters.data(), tile.votes.data());
+    for (std::uint32_t s = 0; s < kStripeSegments; ++s) {
+      const RowBand columns = stripeSegment(s, width);
+      const std::uint32_t left = std::max(columns.first, first), right = std::min(columns.end, end);
+      if (left >= right) continue;
+      const std::int16_t* quarters = tile.quarters.data() + (left - first);
+      const std::int16_t* votes = tile.votes.data() + (left - first);
+      result.sums[s] += product(quarters, votes, right - left);
+      result.voters[s] += product(votes, votes, right - left);
+    }
+  }
 }
 
 }  // namespace
@@ -80,13 +124,18 @@ void measureRowOffsets(ImageView<const std::uint16_t> image, RowGates gates, Row
   for (std::uint32_t y = rows.first; y < rows.end; ++y) {
     for (std::uint32_t s = 0; s < kStripeSegments; ++s) offsets.segment(s)[y] = 0.0f;
     if (image.height < kRowsCompared) continue;
-    const NeighbourRows around(image, y);
+    RowSums row;
+    sumRowVotes(image.row(y), NeighbourRows(image, y), gates, image.width, row);
     for (std::uint32_t s = 0; s < kStripeSegments; ++s) {
-      offsets.segment(s)[y] = segmentOffset(image.row(y), around, gates, stripeSegment(s, image.width));
+      const RowBand columns = stripeSegment(s, image.width);
+      const auto size = static_cast<std::int32_t>(columns.end - columns.first);
+      if (row.voters[s] == 0 || row.voters[s] * 2 < size) continue;
+      offsets.segment(s)[y] = static_cast<float>(row.sums[s]) / (4.0f * static_cast<float>(row.voters[s]));
     }
   }
 }
 
+OMBRIX_VECTORISED
 void shiftRows(ImageView<std::uint16_t> image, std::span<const float> offsets, RowBand rows) {
   for (std::uint32_t y = rows.first; y < rows.end; ++y) {
     const LevelShift shift = LevelShift::of(offsets[y]);

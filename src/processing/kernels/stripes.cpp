@@ -1,5 +1,10 @@
 #include "processing/kernels/stripes.h"
 
+#include <algorithm>
+#include <cstddef>
+
+#include "common/vectorised.h"
+
 namespace kernels {
 
 namespace {
@@ -10,18 +15,21 @@ constexpr struct {
                   {0, 4}, {1, 5}, {2, 6}, {3, 7}, {2, 4}, {3, 5}, {1, 2}, {3, 4}, {5, 6}};
 static_assert(kStripeSegments == 8);
 
+OMBRIX_VECTORISED
+void exchangeAll(float* __restrict low, float* __restrict high, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const float a = low[i], b = high[i];
+    low[i] = std::min(a, b);
+    high[i] = std::max(a, b);
+  }
+}
+
 }  // namespace
 
 void StripeOffsets::sort() {
   // A sorting network treats all stripes alike, so each exchange runs over them in vector lanes.
-  for (const auto& exchange : kExchanges) {
-    float* __restrict low = values.data() + exchange.low * count;
-    float* __restrict high = values.data() + exchange.high * count;
-    for (std::size_t i = 0; i < count; ++i) {
-      const float a = low[i], b = high[i];
-      low[i] = b < a ? b : a;
-      high[i] = b < a ? a : b;
-    }
+  for (const auto& [low, high] : kExchanges) {
+    exchangeAll(values.data() + low * count, values.data() + high * count, count);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 #include "common/views.h"
 #include "processing/rowBands.h"
 
@@ -61,7 +62,7 @@ constexpr std::size_t stripeSampleSize(std::uint32_t width, std::uint32_t height
   return std::size_t{sampledRows(height)} * width;
 }
 
-inline std::uint16_t levelDistance(std::uint16_t a, std::uint16_t b) {
+OMBRIX_INLINE std::uint16_t levelDistance(std::uint16_t a, std::uint16_t b) {
   return static_cast<std::uint16_t>(std::max(a, b) - std::min(a, b));
 }
 
@@ -74,7 +75,7 @@ struct LevelShift {
   std::uint16_t raise = 0;  ///< levels to add
 };
 
-inline std::uint16_t shiftLevel(std::uint16_t level, LevelShift shift) {
+OMBRIX_INLINE std::uint16_t shiftLevel(std::uint16_t level, LevelShift shift) {
   const auto lowered = static_cast<std::uint16_t>(std::max(level, shift.lower) - shift.lower);
   const auto room = static_cast<std::uint16_t>(65535 - shift.raise);
   return static_cast<std::uint16_t>(std::min(lowered, room) + shift.raise);

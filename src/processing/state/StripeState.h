@@ -10,7 +10,7 @@
 #include "processing/kernels/rowStripes.h"
 
 /// Running state of the column stripe removal: one correction per pass, a moving average over the refreshed
-/// frames. A pass takes what the earlier ones leave of the frame's own stripes, so nothing adds up over time.
+/// frames. A pass measures what the earlier ones have left, so nothing adds up over time.
 struct ColumnStripeState {
   /// Makes room for images of width x height and forgets all corrections.
   void allocate(std::uint32_t imageWidth, std::uint32_t imageHeight) {
