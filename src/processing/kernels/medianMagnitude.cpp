@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "common/vectorised.h"
+
 namespace kernels {
 
 namespace {
 
 /// How many values are at most `limit`.
+OMBRIX_VECTORISED
 std::size_t countUpTo(std::span<const std::uint16_t> values, std::uint16_t limit) {
   // Blocks whose count fits 16 bits let the compiler count in lanes as narrow as the values.
   constexpr std::size_t kBlock = 4096;

@@ -25,32 +25,49 @@ bool refreshDue(FrameContext& frame) {
   return due;
 }
 
-/// Measures the stripes of the working image, which the earlier passes have corrected already.
-void computeColumnGradient(FrameContext& frame) {
+/// The passes [first, end), which share what is measured of a frame.
+struct PassGroup {
+  std::size_t first, end;
+};
+
+/// Measures the stripes of the working image.
+void computeColumnGradient(FrameContext& frame, kernels::StepGates gates) {
   ColumnStripeState& state = frame.data.destriping.columns;
   const ImageView<const std::uint16_t> view = frame.working->view();
-  const kernels::StepGates gates = kernels::measureColumnGates(view, state.sample);
-  const auto sum = [&](kernels::RowBand columns) {
-    kernels::sumColumnSteps(view, gates, columns, state.steps);
+  const auto sum = [&](kernels::RowBand segments) {
+    kernels::sumColumnVotes(view, gates, segments, state.votes);
   };
-  runBands(view.width, sum, "columnGradient");
-  kernels::integrateColumnSteps(state.steps, view.height, state.profile, state.gradient);
+  runBands(kernels::kStripeSegments, sum, "columnGradient");
+  kernels::measureColumnOffsets(state.votes, view.height, state.profile, state.sums, state.offsets);
 }
 
-/// Lets the pass's correction follow the gradient. The first refreshes are averaged evenly, so that a stream
-/// starts with all of the correction and not with a quarter of it.
-void followGradient(ColumnStripeState& state, std::size_t pass, float strength) {
+/// Lets the corrections of a group follow the gradient. What one pass leaves to the next is known without
+/// looking at the pixels again, as the rows that vote are the same. The first refreshes are averaged evenly,
+/// so that a stream starts with all of the correction and not with a quarter of it.
+void followGradient(ColumnStripeState& state, PassGroup passes, float strength) {
   const float weight = std::max(strength, 1.0f / static_cast<float>(state.refreshes));
-  const auto correction = state.correction(pass);
-  for (std::size_t x = 0; x < correction.size(); ++x) {
-    correction[x] += weight * (state.gradient[x] - correction[x]);
+  std::fill(state.total.begin(), state.total.end(), 0.0f);
+  for (std::size_t pass = passes.first; pass < passes.end; ++pass) {
+    kernels::removeColumnTrend(state.total, state.sums, state.removed);
+    const auto correction = state.correction(pass);
+    for (std::size_t x = 0; x < correction.size(); ++x) {
+      const float gradient = state.offsets.remaining(x, state.removed[x], kernels::kLargestColumnOffset);
+      correction[x] += weight * (gradient - correction[x]);
+      state.total[x] += correction[x];
+    }
   }
 }
 
-void correctColumnNoise(FrameContext& frame, std::size_t pass) {
+/// Takes the corrections of a group in one go.
+void correctColumnNoise(FrameContext& frame, PassGroup passes) {
   ColumnStripeState& state = frame.data.destriping.columns;
   const ImageView<std::uint16_t> view = frame.working->view();
-  state.shifts.round(state.correction(pass));
+  std::fill(state.total.begin(), state.total.end(), 0.0f);
+  for (std::size_t pass = passes.first; pass < passes.end; ++pass) {
+    const auto correction = state.correction(pass);
+    for (std::size_t x = 0; x < correction.size(); ++x) state.total[x] += correction[x];
+  }
+  state.shifts.round(state.total);
   const auto shift = [&](kernels::RowBand rows) { kernels::shiftColumns(view, state.shifts, rows); };
   runBands(view.height, shift, "columnNoise");
 }
@@ -70,11 +87,16 @@ void removeColumnStripes(FrameContext& frame) {
   state.reserve(passes);
   const bool refresh = refreshDue(frame);
   if (refresh) ++state.refreshes;
-  for (std::size_t pass = 0; pass < passes; ++pass) {
+  // Strong stripes hide their steps from the first look. Once most of them are gone, a second one through the
+  // same gates finds the rest; further ones would find nothing new.
+  kernels::StepGates gates;
+  if (refresh) gates = kernels::measureColumnGates(frame.working->view(), state.sample);
+  for (const PassGroup group : {PassGroup{0, 1}, PassGroup{1, passes}}) {
+    if (group.first == group.end) continue;
     if (refresh) {
-      computeColumnGradient(frame);
-      followGradient(state, pass, destriping.strength);
+      computeColumnGradient(frame, gates);
+      followGradient(state, group, destriping.strength);
     }
-    correctColumnNoise(frame, pass);
+    correctColumnNoise(frame, group);
   }
 }

@@ -15,11 +15,11 @@ struct ColumnStripeState {
   /// Makes room for images of width x height and forgets all corrections.
   void allocate(std::uint32_t imageWidth, std::uint32_t imageHeight) {
     width = imageWidth;
-    steps.allocate(width);
+    votes.allocate(width);
+    offsets.allocate(width);
     shifts.allocate(width);
-    sample.assign(kernels::columnSampleSize(width, imageHeight), 0);
-    profile.assign(width, 0.0);
-    gradient.assign(width, 0.0f);
+    sample.assign(kernels::stripeSampleSize(width, imageHeight), 0);
+    for (auto* room : {&profile, &sums, &removed, &total}) room->assign(width, 0.0f);
     corrections.clear();
     forget();
   }
@@ -36,23 +36,28 @@ struct ColumnStripeState {
   std::span<float> correction(std::size_t pass) { return {corrections.data() + pass * width, width}; }
 
   std::uint32_t width = 0;
-  kernels::ColumnSteps steps;
+  kernels::ColumnVotes votes;
+  kernels::StripeOffsets offsets;  ///< what the last refreshed frame says
   kernels::ColumnShifts shifts;
   std::vector<std::uint16_t> sample;
-  std::vector<double> profile;
-  std::vector<float> gradient;     ///< what the current frame says, one offset per column
-  std::vector<float> corrections;  ///< pass by pass, one offset per column
-  std::uint32_t refreshes = 0;     ///< frames in the averages
-  bool waiting = false;            ///< `refreshedAt` is set
-  std::uint64_t refreshedAt = 0;   ///< frame of the last refresh; before it, the first frame seen
+  std::vector<float> profile, sums;  ///< working room, as the two following; one element per column
+  std::vector<float> removed;        ///< what the earlier passes take, measured as the offsets are
+  std::vector<float> total;          ///< sum of the corrections so far
+  std::vector<float> corrections;    ///< pass by pass, one offset per column
+  std::uint32_t refreshes = 0;       ///< frames in the averages
+  bool waiting = false;              ///< `refreshedAt` is set
+  std::uint64_t refreshedAt = 0;     ///< frame of the last refresh; before it, the first frame seen
 };
 
 /// Working room of the row stripe removal, which keeps nothing from frame to frame.
 struct RowStripeState {
   void allocate(std::uint32_t width, std::uint32_t height) {
-    sample.assign(kernels::rowSampleSize(width, height), 0);
-    gradient.assign(height, 0.0f);
+    offsets.allocate(height);
+    sample.assign(kernels::stripeSampleSize(width, height), 0);
+    for (auto* room : {&removed, &total}) room->assign(height, 0.0f);
   }
+  kernels::StripeOffsets offsets;
   std::vector<std::uint16_t> sample;
-  std::vector<float> gradient;  ///< one offset per row
+  std::vector<float> removed;  ///< what the earlier passes take, against the neighbouring rows
+  std::vector<float> total;    ///< what the passes take, one offset per row
 };
