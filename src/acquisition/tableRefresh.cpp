@@ -77,7 +77,9 @@ struct LoadedPair {
 };
 
 std::optional<TablePair> choose(const FlatFieldIndex& index, float temperature) {
-  std::vector<float> temperatures;
+  // Asked for every frame near the end of the tables' range, so the room is kept.
+  thread_local std::vector<float> temperatures;
+  temperatures.clear();
   for (const auto& point : index.points) temperatures.push_back(point.temperatureC);
   return chooseTables(temperatures, temperature, index.loaded);
 }
