@@ -41,12 +41,18 @@ float addInOrder(float sum, const std::uint16_t* levels, std::size_t count) {
   return sum;
 }
 
-/// The same for a whole number of blocks, at more than a pixel per step. While the sum stays between two
-/// powers of two, single precision rounds it to multiples of one step after every pixel. Every pixel then
-/// adds its own rounded value, whatever came before; only exact halves go to the even side, which depends on
-/// the sum so far, and the blocks that hold one are added in order.
+/// Counts a block's levels. Between the sums of two blocks, because those that go in order wait for their
+/// additions, and this fills the time.
+OMBRIX_INLINE void countBlock(const std::uint16_t* levels, std::uint32_t* histogram) {
+  for (std::size_t i = 0; i < kBlock; ++i) ++histogram[levels[i]];
+}
+
+/// The same for a whole number of blocks, at more than a pixel per step, and counts the levels. While the sum
+/// stays between two powers of two, single precision rounds it to multiples of one step after every pixel.
+/// Every pixel then adds its own rounded value, whatever came before; only exact halves go to the even side,
+/// which depends on the sum so far, and the blocks that hold one are added in order.
 OMBRIX_VECTORISED
-float addBlocks(float sum, const std::uint16_t* levels, std::size_t count) {
+float addBlocks(float sum, const std::uint16_t* levels, std::size_t count, std::uint32_t* histogram) {
   constexpr int kMantissaBits = 23, kBias = 127;
   constexpr std::uint32_t kTop = 1u << (kMantissaBits + 1);  // in steps, the next power of two
   const std::uint16_t* const end = levels + count;
@@ -55,6 +61,7 @@ float addBlocks(float sum, const std::uint16_t* levels, std::size_t count) {
         static_cast<int>(std::bit_cast<std::uint32_t>(sum) >> kMantissaBits) - kBias - kMantissaBits;
     if (exponent < 1 || exponent > 15) {  // all sums are whole numbers there, or the steps are too large
       sum = addInOrder(sum, levels, kBlock);
+      countBlock(levels, histogram);
       levels += kBlock;
       continue;
     }
@@ -69,18 +76,22 @@ float addBlocks(float sum, const std::uint16_t* levels, std::size_t count) {
         const float added = addInOrder(static_cast<float>(steps) * step, levels, kBlock);
         steps = static_cast<std::uint32_t>(added / step);
       }
+      countBlock(levels, histogram);
     }
     sum = static_cast<float>(steps) * step;
     if (levels == end) break;
     sum = addInOrder(sum, levels, kBlock);  // over the power of two
+    countBlock(levels, histogram);
     levels += kBlock;
   }
   return sum;
 }
 
-float sequentialSum(Levels levels) {
+/// The sum of all levels, and each of them counted.
+float sumAndCount(Levels levels, LevelCounts histogram) {
   const std::size_t whole = levels.size() / kBlock * kBlock;
-  const float sum = addBlocks(0.0f, levels.data(), whole);
+  const float sum = addBlocks(0.0f, levels.data(), whole, histogram.data());
+  for (const std::uint16_t level : levels.subspan(whole)) ++histogram[level];
   return addInOrder(sum, levels.data() + whole, levels.size() - whole);
 }
 
@@ -121,8 +132,7 @@ FrameMeasurement measureFrame(ImageView<const std::uint16_t> image, LevelCounts 
     if (row.high > range.high) range.high = row.high, highRow = y;
   }
   std::fill(histogram.begin(), histogram.end(), 0u);
-  for (const std::uint16_t level : image.pixels()) ++histogram[level];
-  const float sum = sequentialSum(image.pixels());
+  const float sum = sumAndCount(image.pixels(), histogram);
   return {firstInRow(image, lowRow, range.low), firstInRow(image, highRow, range.high),
           truncateToU16(static_cast<double>(sum / static_cast<float>(image.pixelCount())))};
 }
