@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstddef>
+#include <span>
 
 #include "processing/kernels/columnStripes.h"
+#include "processing/kernels/flatFieldTables.h"
 #include "processing/runBands.h"
 #include "processing/stages/stages.h"
 
@@ -25,10 +27,35 @@ bool refreshDue(FrameContext& frame) {
   return due;
 }
 
-/// Measures the stripes of the working image, which the earlier passes have corrected already.
-void computeColumnGradient(FrameContext& frame) {
+/// Whether the manual table will take its stripes out of this frame.
+bool tableFollows(const FrameContext& frame) {
+  const ManualTable& manual = frame.data.manual;
+  return frame.data.flatField.flatFieldCorrection && manual.usable() &&
+         manual.sums.pixelCount() == frame.working->pixelCount();
+}
+
+/// The image whose stripes count. Those in the manual table go by themselves, and whatever was taken out of
+/// them here the table would put back in.
+ImageView<std::uint16_t> measuredImage(FrameContext& frame) {
   ColumnStripeState& state = frame.data.destriping.columns;
-  const ImageView<const std::uint16_t> view = frame.working->view();
+  const ImageView<std::uint16_t> all = frame.working->view();
+  if (!state.beforeTable || state.remainder.size() != all.pixelCount()) return all;
+  const ManualTable& manual = frame.data.manual;
+  const ImageView<std::uint16_t> remainder{state.remainder.data(), all.width, all.height};
+  const auto subtract = [&](kernels::RowBand rows) {
+    const std::uint32_t height = rows.end - rows.first;
+    std::copy_n(all.row(rows.first), std::size_t{height} * all.width, remainder.row(rows.first));
+    kernels::correctOffset({remainder.row(rows.first), all.width, height},
+                           {manual.sums.view().row(rows.first), all.width, height}, manual.mean,
+                           manual.frames);
+  };
+  runBands(all.height, subtract, "columnRemainder");
+  return remainder;
+}
+
+/// Measures the stripes of an image that the earlier passes have corrected already.
+void computeColumnGradient(FrameContext& frame, ImageView<const std::uint16_t> view) {
+  ColumnStripeState& state = frame.data.destriping.columns;
   const kernels::StepGates gates = kernels::measureColumnGates(view, state.sample);
   const auto sum = [&](kernels::RowBand columns) {
     kernels::sumColumnSteps(view, gates, columns, state.steps);
@@ -47,12 +74,31 @@ void followGradient(ColumnStripeState& state, std::size_t pass, float strength) 
   }
 }
 
-void correctColumnNoise(FrameContext& frame, std::size_t pass) {
+/// Takes the offsets, rounded, off each column.
+void correctColumnNoise(FrameContext& frame, ImageView<std::uint16_t> view, std::span<const float> offsets) {
   ColumnStripeState& state = frame.data.destriping.columns;
-  const ImageView<std::uint16_t> view = frame.working->view();
-  state.shifts.round(state.correction(pass));
+  state.shifts.round(offsets);
   const auto shift = [&](kernels::RowBand rows) { kernels::shiftColumns(view, state.shifts, rows); };
   runBands(view.height, shift, "columnNoise");
+}
+
+void correctPasses(FrameContext& frame, std::size_t passes) {
+  Destriping& destriping = frame.data.destriping;
+  ColumnStripeState& state = destriping.columns;
+  const bool refresh = refreshDue(frame);
+  if (refresh) ++state.refreshes;
+  const ImageView<std::uint16_t> picture = frame.working->view();
+  if (state.beforeTable) correctColumnNoise(frame, picture, state.base);
+  const ImageView<std::uint16_t> measured = refresh ? measuredImage(frame) : picture;
+  for (std::size_t pass = 0; pass < passes; ++pass) {
+    if (refresh) {
+      computeColumnGradient(frame, measured);
+      followGradient(state, pass, destriping.strength);
+    }
+    correctColumnNoise(frame, picture, state.correction(pass));
+    const bool needed = refresh && pass + 1 < passes;
+    if (needed && measured.data != picture.data) correctColumnNoise(frame, measured, state.correction(pass));
+  }
 }
 
 }  // namespace
@@ -63,18 +109,21 @@ void removeColumnStripes(FrameContext& frame) {
   if (frame.calibrating() || destriping.columnDestripingPasses <= 0) {
     // What comes after may look quite different, in a calibration for its new tables.
     if (state.waiting) state.forget();
+    if (frame.shutterRun()) state.hold(0);
     return;
   }
   if (frame.working->width != state.width) return;
   const auto passes = static_cast<std::size_t>(destriping.columnDestripingPasses);
   state.reserve(passes);
-  const bool refresh = refreshDue(frame);
-  if (refresh) ++state.refreshes;
-  for (std::size_t pass = 0; pass < passes; ++pass) {
-    if (refresh) {
-      computeColumnGradient(frame);
-      followGradient(state, pass, destriping.strength);
-    }
-    correctColumnNoise(frame, pass);
+  if (frame.shutterRun()) {
+    // Another estimate for every frame would get into the table.
+    state.hold(passes);
+    return correctColumnNoise(frame, frame.working->view(), state.held);
   }
+  state.holding = false;
+  if (const bool follows = tableFollows(frame); follows != state.beforeTable) {
+    state.forget();
+    state.beforeTable = follows;
+  }
+  correctPasses(frame, passes);
 }
