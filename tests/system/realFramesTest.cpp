@@ -66,7 +66,7 @@ Levels plainDifference() {
 }
 
 Levels nextPicture(Ombrix& camera, TakenFrame& frame) {
-  constexpr int kSettling = 24;  // the column correction follows over about eight frames
+  constexpr int kSettling = 8;  // past the frames still in the ring; stripes are measured at once
   for (int i = 0; i < kSettling; ++i) EXPECT_TRUE(frame.takeRaw(camera, 10000));
   Levels picture;
   for (std::size_t y = kTop; y < kTop + kHeight; ++y) {
