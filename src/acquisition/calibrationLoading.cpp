@@ -54,7 +54,7 @@ bool imageAcquisition::loadManualTable(const CalibrationPlaces& places) {
   if (!loadFFC(&manual.sums, frames, temperature, path)) return false;
   if (!calibration::isUsableFFC(frames, temperature)) return false;  // it changed between the two readings
   manual.frames = frames;
-  manual.mean = calibration::meanOfGoodPixels(manual.sums, frames, processing.defects.list);
+  manual.mean = calibration::levelOfTheMiddle(manual.sums, frames, processing.defects.list);
   return true;
 }
 

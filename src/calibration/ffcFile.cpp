@@ -100,7 +100,7 @@ int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCoun
 
 namespace calibration {
 
-std::uint32_t meanOfGoodPixels(const image<unsigned int>& table, std::uint16_t frameCount,
+std::uint32_t levelOfTheMiddle(const image<unsigned int>& table, std::uint16_t frameCount,
                                std::span<const std::pair<int, int>> defects) {
   if (frameCount == 0 || table.empty()) return 0;
   std::vector<bool> bad(table.pixelCount());
@@ -108,15 +108,21 @@ std::uint32_t meanOfGoodPixels(const image<unsigned int>& table, std::uint16_t f
     if (x < 0 || y < 0 || x >= table.width || y >= table.height) continue;
     bad[static_cast<std::size_t>(y) * table.width + static_cast<std::size_t>(x)] = true;
   }
-  const std::span<const unsigned int> pixels = pixelsOf(table);
-  std::uint64_t sum = 0, count = 0;
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
-    if (bad[i]) continue;
-    sum += pixels[i];
-    ++count;
-  }
-  count *= frameCount;
-  return count == 0 ? 0 : static_cast<std::uint32_t>((sum + count / 2) / count);
+  const auto levelWithin = [&](std::size_t left, std::size_t top) {
+    std::uint64_t sum = 0, count = 0;
+    for (std::size_t y = top; y < table.height - top; ++y) {
+      for (std::size_t x = left; x < table.width - left; ++x) {
+        const std::size_t i = y * table.width + x;
+        if (bad[i]) continue;
+        sum += table.data[i];
+        ++count;
+      }
+    }
+    count *= frameCount;
+    return count == 0 ? std::uint32_t{0} : static_cast<std::uint32_t>((sum + count / 2) / count);
+  };
+  const std::uint32_t level = levelWithin(table.width / 4, table.height / 4);
+  return level != 0 ? level : levelWithin(0, 0);
 }
 
 bool isUsableFFC(std::uint16_t frameCount, float temperature) {

@@ -8,10 +8,12 @@
 
 #include "acquisition/backends/simulated/calibrationFields.h"
 #include "acquisition/backends/simulated/calibrationSet.h"
+#include "acquisition/imageAcquisition.h"
 #include "calibration/badPixels.h"
 #include "calibration/ffcFile.h"
 #include "calibration/polynomialFiles.h"
 #include "calibration/thermographicFile.h"
+#include "processing/splitCorrections.h"
 #include "support/LogCapture.h"
 #include "support/simulatedFrames.h"
 
@@ -142,6 +144,47 @@ TEST(CalibrationSet, PolynomialsGiveTheBlackBodysTemperature) {
                (p.g0 + p.g1 * t + p.g2 * t * t);
       };
       for (const double scene : kScenes) bench.expectTrue(scene, detector, 0.02, linearK);
+    }
+  }
+}
+
+// Of a detector without noise, drift and stripes: what single precision and the file's numbers leave. The
+// counts are dithered, so that their own steps (6 mK) average out.
+TEST(CalibrationSet, PolynomialsLeaveNoFixedPattern) {
+  constexpr int kDithers = 16;
+  const auto& model = *simulation::findCameraModel("marlow3");
+  const auto fixed = simulation::makeFixedPattern(model, {5, 1.0, false});
+  const auto radiance = [](double celsius) {
+    const double low = occupancy(298.15);
+    return (occupancy(celsius + 273.15) - low) / (1428.0 / (298.15 * 298.15) * low * (1.0 + low));
+  };
+  imageAcquisition camera("test", false);
+  auto& data = camera.processing;
+  data.allocate(320, 240);
+  data.polynomials.coefficients = simulation::benchPolynomials(model, fixed);
+  data.polynomials.model = PolynomialModel::cubic;
+  for (const double detector : {10.0, 31.0, 45.0}) {
+    const double d = detector - 25.0;
+    camera.device.sensorTemperatureK = static_cast<float>(detector + 273.15);
+    ASSERT_TRUE(camera.updatePolyfit());
+    for (const double scene : kScenes) {
+      std::vector<double> sums(320 * 240);
+      image<unsigned short> frame(320, 240);
+      for (int dither = 0; dither < kDithers; ++dither) {
+        for (std::size_t i = 0; i < sums.size(); ++i) {
+          const double count = 4800.0 + fixed.offset[i] + (40.0 + fixed.linearDrift[i]) * d +
+                               (0.08 + fixed.quadraticDrift[i]) * d * d +
+                               fixed.gain[i] * (1.0 + fixed.gainDrift[i] * d) * radiance(scene);
+          frame.data[i] = static_cast<std::uint16_t>(count + (dither + 0.5) / kDithers);
+        }
+        applyFFC(frame, data.flatField.ffcTables.polynomialGain, data.flatField.ffcTables.polynomialOffset,
+                 233.15f, 262.14f, 1);
+        for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += frame.data[i];
+      }
+      Spread linearK;
+      for (const double sum : sums) linearK.add(233.15 + 0.004 * sum / kDithers);
+      EXPECT_NEAR(trueCelsius(linearK.mean()), scene, 0.02) << "detector at " << detector;
+      EXPECT_LE(linearK.sigma(), 0.006) << scene << " detector at " << detector;
     }
   }
 }

@@ -183,3 +183,30 @@ TEST(SimulatedScenario, PictureCountsReachTheDetector) {
   EXPECT_NEAR(countAt(frame, 120 * 320 + 2), 4800, 25);
   EXPECT_NEAR(countAt(frame, 120 * 320 + 317), 4800 + 1121, 25);
 }
+
+// 3 x 2 pixels in the middle of a Marlow 3, mirrored around; one count is dead, one at full scale.
+TEST(SimulatedScenario, RawScenesAreReadOutAsTheyAre) {
+  const Folder folder;
+  const auto pgm = [&](const std::string& name, const std::string& bytes) {
+    return folder.write(name, "P5\n3 2\n65535\n" + bytes);
+  };
+  const auto scene = pgm("scene.pgm", std::string("\0\1\1\0\0\3\4\0\5\0\6\0", 12));
+  const auto shutter = pgm("shutter.pgm", std::string("\0\0\7\0\xFF\xFF\0\7\0\x8\0\x9", 12));
+  SimulatedCamera camera(
+      specOf("marlow3;scene=file:" + scene + ";values=raw;scale=2;offset=1;shutter=" + shutter));
+  const auto rowOf = [&](std::size_t y, std::size_t first) {
+    const auto bytes = nextBytes(camera);
+    std::vector<int> counts;
+    for (std::size_t x = first; x < first + 8; ++x) counts.push_back(countAt(bytes, y * 320 + x));
+    return counts;
+  };
+  // The picture begins in column 158 and row 119.
+  EXPECT_EQ(rowOf(119, 156), (std::vector<int>{513, 3, 3, 513, 7, 7, 513, 3}));
+  EXPECT_EQ(rowOf(118, 156), rowOf(119, 156));
+  EXPECT_EQ(rowOf(120, 158), (std::vector<int>{2049, 2561, 3073, 3073, 2561, 2049, 2049, 2561}));
+  EXPECT_EQ(rowOf(121, 158), rowOf(120, 158));
+  EXPECT_EQ(rowOf(122, 158), rowOf(119, 158));
+  camera.moveShutter(true);
+  EXPECT_EQ(rowOf(119, 158), (std::vector<int>{1, 3585, 16383, 16383, 3585, 1, 1, 3585}));
+  EXPECT_EQ(camera.defects().size(), 2u * 53 * 120);  // at full scale, in pairs, on every other pair of rows
+}

@@ -229,6 +229,24 @@ TEST_F(CommandLine, EvaluationShowsWhatStagesWin) {
   EXPECT_NEAR(stages[6]["temporalMk"], results[1]["expectedTemporalMk"].get<double>(), 6.0);
 }
 
+TEST_F(CommandLine, EvaluationFailsWhereACriterionIsMissed) {
+  setenv("XDG_CACHE_HOME", directory.c_str(), 1);
+  // A shutter that is uneven by 14 mK leaves that much, and the noise of the frames takes the rest.
+  const Outcome outcome = runOmbrix({"evaluate", "--quick", "--shutter", "--json", "--model", "marlow3"});
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_EQ(json::parse(outcome.out)["missed"], 1);
+  EXPECT_EQ(outcome.err,
+            "ombrix: 1 of 3 cases miss criteria: Marlow 3 at 30 C (detector 31 C, housing +4 K, tables)\n");
+}
+
+TEST_F(CommandLine, CalibratingWithoutAShutterWarns) {
+  setenv("XDG_CACHE_HOME", directory.c_str(), 1);
+  const Outcome outcome = runOmbrix({"calibrate", "--frames", "4", "--simulate", "marlow3;scene=uniform"});
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_THAT(outcome.err, testing::StartsWith("ombrix: warning: the Marlow 3 has no shutter: "));
+  EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+}
+
 TEST_F(CommandLine, AFullDiskIsAFailure) {
   const Outcome outcome = runOmbrix(with({"stream", "--count", "2", "--json"}, kBramble), "/dev/full");
   EXPECT_EQ(outcome.exitCode, 1);

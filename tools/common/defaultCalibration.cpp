@@ -109,7 +109,7 @@ std::string makeSet(const simulation::CameraSpec& camera, const simulation::Cali
 
 std::string defaultCalibrationDirectory(const std::string& simulateText, int cameraIndex, bool polynomial) {
   const auto camera = findCamera(simulateText, cameraIndex);
-  if (!camera) return {};
+  if (!camera || camera->scene.isRaw()) return {};
   simulation::CalibrationSetOptions options;
   if (polynomial) options.polynomial = simulation::PolynomialFiles::CubicBinary;
   const fs::path cache = cacheDirectory();

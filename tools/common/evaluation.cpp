@@ -1,172 +1,52 @@
 #include "tools/common/evaluation.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <stdexcept>
 
-#include "acquisition/backends/simulated/SimulatedCamera.h"
 #include "acquisition/backends/simulated/radiance.h"
-#include "acquisition/imageAcquisition.h"
-#include "acquisition/transport/sampleUnpacking.h"
 #include "common/format.h"
-#include "processing/process.h"
-#include "processing/stages/stages.h"
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/privateData.h"
 
 namespace tools {
 namespace {
 
-constexpr std::uint16_t kShutterFrames = 32;
-constexpr int kSettlingFrames = 24;  // the column correction averages over about eight
 constexpr int kMeasuredFrames = 24;
-constexpr double kReferenceC = 30.0;
 constexpr double kZeroCelsius = 273.15;
+constexpr std::size_t kStages = kCorrectionCount + 1;  // with the temporal filter
+constexpr std::size_t kFinal = kCorrectionCount - 1;   // the picture that is published
 
-constexpr const char* kStages[] = {"raw",
-                                   "defects, first pass",
-                                   "flat field",
-                                   "column stripes",
-                                   "row stripes",
-                                   "manual flat field",
-                                   "thermographic table",
-                                   "defects, second pass",
-                                   "temporal filter"};
-constexpr std::size_t kFirstRadiometric = 2;
-constexpr std::size_t kFinal = 7;  // the picture that is published
-
-simulation::SceneSpec blackBody(double celsius) {
-  simulation::SceneSpec scene;
-  scene.kind = simulation::SceneKind::Uniform;
-  scene.celsius = celsius;
-  return scene;
-}
-
-/// A camera object without a connection: it is handed its frames one by one.
-class Bench {
+/// A camera before black bodies.
+class Series {
  public:
-  Bench(const simulation::CameraSpec& spec, const std::string& data)
-      : camera(spec), acquisition(data, false), sample(camera.largestSampleBytes()) {
-    USBDeviceDesc description;
-    description.vid = 0x5c2b;
-    description.pid = spec.model->productId;
-    if (!acquisition.setUSBDevice(description, 0, 0)) throw std::runtime_error("unknown camera");
-    acquisition.device.serialNumber = spec.serialNumber;
-    acquisition.initImageBuffers();
-    acquisition.loadCalibrationFiles();
-    if (!acquisition.processing.flatField.shutterlessCorrection)
-      throw std::runtime_error(format("{}: no calibration files", spec.model->name));
-    classifyPixels();
-    for (std::size_t i = 0; i < std::size(kStages); ++i) recorders.emplace_back(kinds.size());
+  Series(const simulation::CameraSpec& spec, const std::string& data) : bench(spec, data) {
+    for (std::size_t i = 0; i < kStages; ++i) recorders.emplace_back(bench.kinds.size());
   }
 
-  /// A still scene and what a shutter run makes of this state of the camera.
+  /// A state of the camera, and a shutter run in it.
   void warm(const EvaluationCase& conditions, FlatFieldReference reference) {
-    camera.setDetectorCelsius(conditions.detectorC);
-    camera.setHousingExcessK(conditions.housingExcessK);
-    camera.setScene(blackBody(kReferenceC));
-    camera.moveShutter(reference == FlatFieldReference::Shutter);
-    for (int i = 0; i < kSettlingFrames; ++i) pass(false);
-    acquisition.requestShutterRun(kShutterFrames);
-    for (int i = 0; i < kShutterFrames; ++i) pass(false);
-    if (!acquisition.processing.flatField.flatFieldCorrection)
-      throw std::runtime_error("the shutter run did not end");
-    camera.moveShutter(false);
+    bench.camera.setDetectorCelsius(conditions.detectorC);
+    bench.camera.setHousingExcessK(conditions.housingExcessK);
+    bench.runShutter(reference);
   }
 
   EvaluationResult measure(const EvaluationCase& conditions) {
-    camera.setScene(blackBody(conditions.sceneC));
-    for (int i = 0; i < kSettlingFrames; ++i) pass(false);
+    bench.camera.setScene(PipelineBench::blackBody(conditions.sceneC));
+    bench.settle();
     for (auto& recorder : recorders) recorder.restart();
-    for (int i = 0; i < kMeasuredFrames; ++i) pass(true);
-    compareWithDriver();
+    for (int i = 0; i < kMeasuredFrames; ++i) {
+      bench.correct([&](std::size_t stage, const image<unsigned short>& picture) {
+        recorders[stage].add({picture.data, picture.pixelCount()});
+      });
+    }
+    bench.compareWithDriver();
     return evaluate(conditions);
   }
 
  private:
-  void classifyPixels() {
-    const deviceInfo& device = acquisition.device;
-    kinds.assign(std::size_t{device.width} * device.height, PixelKind::Good);
-    for (const auto& defect : camera.defects()) kinds.at(defect.pixel) = PixelKind::Defective;
-    if (device.width == 320 || device.width == 640) kinds.back() = PixelKind::NoPicture;  // the temperature
-  }
-
-  /// Takes the next frame into the raw image.
-  void fetch() REQUIRES(frameMutex) {
-    const auto& model = camera.model();
-    const auto produced = camera.produce(sample);
-    float temperature = 0.0f;
-    const transport::SampleLayout layout{model.streamWidth, model.height, 0};
-    if (!transport::unpackSample({sample.data(), produced.sizeBytes}, layout,
-                                 acquisition.processing.rawImage.view(), temperature))
-      throw std::runtime_error("the simulated camera gave no frame");
-    const bool kelvin = model.temperature == simulation::TemperatureFormat::ReferenceColumns;
-    acquisition.device.sensorTemperatureK = kelvin ? temperature : temperature + 273.15f;
-    acquisition.delivered = {++number, true, 0, 0};
-  }
-
-  void note(std::size_t stage, const FrameContext& frame) {
-    if (measuring) recorders[stage].add({frame.working->data, frame.working->pixelCount()});
-  }
-
-  /// The corrections of `process`, with a look at the picture between them.
-  void correct() REQUIRES(frameMutex) {
-    FrameContext frame(acquisition);
-    noteFrameNumber(frame);
-    note(0, frame);
-    repairDefects(frame);
-    note(1, frame);
-    triggerCalibration(frame);
-    accumulateCalibration(frame);
-    refreshFlatField(frame);
-    applyFlatField(frame);
-    note(2, frame);
-    removeColumnStripes(frame);
-    note(3, frame);
-    removeRowStripes(frame);
-    note(4, frame);
-    applyManualFlatField(frame);
-    note(5, frame);
-    correctTemperatures(frame);
-    note(6, frame);
-    repairDefects(frame);
-    note(kFinal, frame);
-  }
-
-  void pass(bool measured) {
-    FairLock lock(frameMutex);
-    fetch();
-    measuring = measured;
-    correct();
-    FrameContext frame(acquisition);
-    filterTemporally(frame);  // of levels before gain control, so that they are still temperatures
-    note(kFinal + 1, frame);
-  }
-
-  /// The corrections above are a copy of the driver's list: they must give the same picture.
-  void compareWithDriver() {
-    FairLock lock(frameMutex);
-    measuring = false;
-    number |= 1;  // followed by an even number: the column correction is refreshed there
-    fetch();
-    correct();
-    fetch();  // an odd one: nothing that runs from frame to frame changes before the next
-    const image<unsigned short>& raw = acquisition.processing.rawImage;
-    const std::vector<unsigned short> same(raw.data, raw.data + raw.pixelCount());
-    correct();
-    const std::vector<unsigned short> expected(raw.data, raw.data + raw.pixelCount());
-    std::copy(same.begin(), same.end(), raw.data);
-    acquisition.delivered.number = number += 2;
-    process(&acquisition);
-    if (std::memcmp(acquisition.processing.correctedCopy.data, expected.data(), raw.sizeBytes) != 0)
-      throw std::runtime_error("the stages measured are not those of the pipeline");
-    acquisition.processing.output.temporalStateValid = false;  // it holds mapped levels now
-  }
-
   EvaluationResult evaluate(const EvaluationCase& conditions) const {
-    const auto& model = camera.model();
-    const Radiometry& radiometry = acquisition.processing.radiometry;
+    const auto& model = bench.camera.model();
+    const Radiometry& radiometry = bench.acquisition.processing.radiometry;
     const double kelvinPerLevel = static_cast<double>(radiometry.rangeSpanK) / 65535.0;
     const double sceneK = conditions.sceneC + kZeroCelsius;
     const double slope =
@@ -177,11 +57,11 @@ class Bench {
     result.expectedTemporalMk = 1000.0 * result.noiseK / slope;
     for (std::size_t i = 0; i < recorders.size(); ++i) {
       StageResult stage;
-      stage.stage = kStages[i];
+      stage.stage = i < kCorrectionCount ? kCorrections[i] : "temporal filter";
       stage.radiometric = i >= kFirstRadiometric;
       const double kelvin =
           stage.radiometric ? kelvinPerLevel : 1.0 / static_cast<double>(model.responsivity);
-      stage.figures = recorders[i].figures(kinds, model.width, 1000.0 * kelvin);
+      stage.figures = recorders[i].figures(bench.kinds, model.width, 1000.0 * kelvin);
       stage.meanErrorK =
           static_cast<double>(radiometry.rangeMinK) + stage.figures.meanLevel * kelvinPerLevel - sceneK;
       result.stages.push_back(stage);
@@ -207,32 +87,28 @@ class Bench {
           100.0 * std::abs(last.figures.temporalMk / result.expectedTemporalMk - 1.0), 10.0, "%");
   }
 
-  simulation::SimulatedCamera camera;
-  imageAcquisition acquisition;
-  std::vector<std::uint8_t> sample;
-  std::vector<PixelKind> kinds;
+  PipelineBench bench;
   std::vector<StageRecorder> recorders;
-  std::uint64_t number = 0;
-  bool measuring = false;
 };
 
 /// One state of a camera and the scenes it sees in it.
-struct Series {
+struct Plan {
   bool polynomial;
   double detectorC;
   double housingExcessK;
   std::vector<double> scenesC;
 };
 
-std::vector<Series> seriesOf(EvaluationExtent extent) {
+std::vector<Plan> plansOf(EvaluationExtent extent) {
   const std::vector<double> some = {-10.0, 30.0, 120.0};
+  if (extent == EvaluationExtent::Single) return {{false, 31.0, 4.0, {30.0}}};
   if (extent == EvaluationExtent::Quick) return {{false, 31.0, 4.0, some}};
   const std::vector<double> many = {-10.0, 10.0, 30.0, 50.0, 80.0, 120.0};
-  std::vector<Series> series;
-  for (const double detectorC : {10.0, 31.0, 45.0}) series.push_back({false, detectorC, 4.0, many});
-  for (const double detectorC : {10.0, 31.0, 45.0}) series.push_back({false, detectorC, 0.0, some});
-  for (const double detectorC : {10.0, 31.0, 45.0}) series.push_back({true, detectorC, 0.0, some});
-  return series;
+  std::vector<Plan> plans;
+  for (const double detectorC : {10.0, 31.0, 45.0}) plans.push_back({false, detectorC, 4.0, many});
+  for (const double detectorC : {10.0, 31.0, 45.0}) plans.push_back({false, detectorC, 0.0, some});
+  for (const double detectorC : {10.0, 31.0, 45.0}) plans.push_back({true, detectorC, 0.0, some});
+  return plans;
 }
 
 }  // namespace
@@ -240,16 +116,16 @@ std::vector<Series> seriesOf(EvaluationExtent extent) {
 void evaluateModel(std::string_view model, EvaluationExtent extent, FlatFieldReference reference,
                    const std::function<void(const EvaluationResult&)>& done) {
   const simulation::CameraSpec spec = simulation::makeCameraSpec(model);
-  for (const Series& series : seriesOf(extent)) {
-    const std::string set = defaultCalibrationDirectory(std::string(model), 0, series.polynomial);
+  for (const Plan& plan : plansOf(extent)) {
+    const std::string set = defaultCalibrationDirectory(std::string(model), 0, plan.polynomial);
     if (set.empty()) throw std::runtime_error(format("{}: no calibration files", model));
     const PrivateData data(set);
-    Bench bench(spec, data.path());
-    EvaluationCase conditions{0.0, series.detectorC, series.housingExcessK, series.polynomial};
-    bench.warm(conditions, reference);
-    for (const double sceneC : series.scenesC) {
+    Series series(spec, data.path());
+    EvaluationCase conditions{0.0, plan.detectorC, plan.housingExcessK, plan.polynomial};
+    series.warm(conditions, reference);
+    for (const double sceneC : plan.scenesC) {
       conditions.sceneC = sceneC;
-      done(bench.measure(conditions));
+      done(series.measure(conditions));
     }
   }
 }

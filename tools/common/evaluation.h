@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/common/pipelineBench.h"
 #include "tools/common/stageFigures.h"
 
 namespace tools {
@@ -34,14 +35,9 @@ struct EvaluationResult {
 
 /// How much is measured.
 enum class EvaluationExtent {
-  Quick,  ///< tables, one state of the camera, three scenes
-  Full    ///< tables and polynomials, detector from 10 to 45 degC, housing warmer or not, -10 to 120 degC
-};
-
-/// What the shutter runs look at.
-enum class FlatFieldReference {
-  BlackBody,  ///< of 30 degC
-  Shutter     ///< the camera's own, whose temperature rises by 0.05 K from left to right
+  Single,  ///< tables, one state of the camera, a black body of 30 degC
+  Quick,   ///< tables, one state of the camera, three scenes
+  Full     ///< tables and polynomials, detector from 10 to 45 degC, housing warmer or not, -10 to 120 degC
 };
 
 /// Runs a simulated camera of a model frame by frame through the pipeline as everyone gets it, each state of

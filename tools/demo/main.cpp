@@ -8,8 +8,13 @@
 
 #include "common/format.h"
 #include "core/logger.h"
+#include "ombrix/OmbrixSDK.h"
+#include "tools/common/defaultCalibration.h"
+#include "tools/common/evaluation.h"
+#include "tools/common/evaluationReport.h"
 #include "tools/common/imageFiles.h"
 #include "tools/demo/modelRun.h"
+#include "tools/demo/stageSheet.h"
 
 namespace {
 
@@ -73,6 +78,19 @@ void report(const ModelResult& result) {
   std::fflush(stdout);
 }
 
+/// What each correction wins on the model, in front of a black body of 30 degC.
+nlohmann::ordered_json stageFigures(const char* model) {
+  nlohmann::ordered_json json;
+  tools::evaluateModel(model, tools::EvaluationExtent::Single, tools::FlatFieldReference::BlackBody,
+                       [&](const tools::EvaluationResult& result) { json = tools::toJson(model, result); });
+  return json;
+}
+
+/// The scene's own temperatures lie close together: what is wrong with a picture shows.
+std::string stagesScenario(const std::string& scenes) {
+  return format("bramble6;scene=file:{}/single/640x480_hoses.pgm;fit=12..24;fpa=31;housing=4", scenes);
+}
+
 /// The SDK starts once per model; that the logger runs already is no news here.
 void showLogLine(std::string_view line) {
   if (line.find("Logger has already been initialized") != std::string_view::npos) return;
@@ -118,8 +136,19 @@ int run(int argc, char** argv) {
     require(tools::writePng(format("{}/{}.png", out, play.model), result.colourPicture.view()));
     pictures.emplace_back(std::move(result.rawPicture), std::move(result.colourPicture));
   }
+  const OmbrixSDK sdk;
+  for (std::size_t i = 0; i < std::size(kPlays); ++i) models[i]["blackBody"] = stageFigures(kPlays[i].model);
+  const std::string scenario = stagesScenario(scenes);
+  nlohmann::ordered_json sheet = nlohmann::ordered_json::array();
+  for (const Play& play : kPlays) sheet.push_back(format("{}: corrected frame, colour frame", play.model));
+  for (tools::StagePair& pair :
+       tools::showStages(scenario, tools::defaultCalibrationDirectory(scenario, 0, false))) {
+    sheet.push_back(format("before and after {}", pair.stage));
+    pictures.emplace_back(std::move(pair.before), std::move(pair.after));
+  }
   require(tools::writePng(out + "/contact-sheet.png", tools::contactSheet(pictures, cellWidth).view()));
-  const std::string text = nlohmann::ordered_json{{"models", models}}.dump(2) + "\n";
+  const std::string text =
+      nlohmann::ordered_json{{"models", models}, {"contactSheetRows", sheet}}.dump(2) + "\n";
   require(tools::writeFile(out + "/report.json", text.data(), text.size()));
   std::printf("pictures and report.json are in %s\n", out.c_str());
   return 0;

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -97,6 +98,12 @@ void calibrateCamera(const Options& wanted, OmbrixSDK& sdk) {
   if (options.madeUpData) options.data = temporary.emplace(options.data).path();
   const auto camera = openCamera(options, sdk);
   const bool radiometric = camera->getShutterlessCorrection();
+  if (!hasShutter(options.camera)) {
+    std::fprintf(stderr,
+                 "ombrix: warning: the %s has no shutter: what it sees now, unless it is something uniform, "
+                 "will stay in its pictures\n",
+                 sdk.getDeviceName(options.camera).c_str());
+  }
 
   StageFigures before, after;
   {

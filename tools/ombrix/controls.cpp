@@ -4,6 +4,7 @@
 #include <map>
 
 #include "acquisition/imageAcquisition.h"
+#include "acquisition/transport/UVCConnection.h"
 #include "core/deviceRegistry.h"
 #include "tools/ombrix/commands.h"
 
@@ -162,6 +163,11 @@ double kelvinPerLevel(int index) {
   if (!camera) return 0.0;
   FairLock lock(frameMutex);
   return static_cast<double>(camera->processing.radiometry.rangeSpanK) / 65535.0;
+}
+
+bool hasShutter(int index) {
+  const registry::DeviceUser camera(index, LOG_HERE);
+  return camera && camera->device.connection && camera->device.connection->registers().hasShutter();
 }
 
 unsigned shutterFramesTaken(int index) {

@@ -40,6 +40,8 @@ void applyControls(const Controls& controls, int index, Ombrix& camera);
 
 /// Temperature step of a level of the camera's radiometric picture.
 double kelvinPerLevel(int index);
+/// Whether the camera can close a shutter of its own.
+bool hasShutter(int index);
 /// Of the shutter run in progress.
 unsigned shutterFramesTaken(int index);
 

@@ -1,9 +1,9 @@
-#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "acquisition/backends/simulated/cameraModel.h"
 #include "common/format.h"
 #include "tools/common/evaluation.h"
+#include "tools/common/evaluationReport.h"
 #include "tools/common/progressLine.h"
 #include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
@@ -13,35 +13,15 @@ namespace {
 
 using nlohmann::ordered_json;
 
+/// A case in a few words, such as "Marlow 3 at -10 C (detector 45 C, housing +4 K, tables)".
+std::string nameOf(std::string_view model, const EvaluationCase& conditions) {
+  return format("{} at {} C (detector {} C, housing +{} K, {})", model, conditions.sceneC,
+                conditions.detectorC, conditions.housingExcessK,
+                conditions.polynomial ? "polynomials" : "tables");
+}
+
 /// Ends an evaluation half way.
 struct Interruption {};
-
-double rounded(double value, double digits) { return std::round(value * digits) / digits + 0.0; }
-
-ordered_json toJson(const StageResult& stage) {
-  ordered_json object = {{"stage", stage.stage},
-                         {"spatialMk", rounded(stage.figures.spatialMk, 100.0)},
-                         {"spatialAllMk", rounded(stage.figures.spatialAllMk, 100.0)},
-                         {"columnMk", rounded(stage.figures.columnMk, 100.0)},
-                         {"temporalMk", rounded(stage.figures.temporalMk, 100.0)},
-                         {"meanErrorC", nullptr}};
-  if (stage.radiometric) object["meanErrorC"] = rounded(stage.meanErrorK, 10000.0);
-  return object;
-}
-
-ordered_json toJson(std::string_view model, const EvaluationResult& result) {
-  ordered_json stages = ordered_json::array();
-  for (const StageResult& stage : result.stages) stages.push_back(toJson(stage));
-  return {{"model", model},
-          {"calibration", result.conditions.polynomial ? "polynomial" : "tables"},
-          {"sceneC", result.conditions.sceneC},
-          {"detectorC", result.conditions.detectorC},
-          {"housingExcessK", result.conditions.housingExcessK},
-          {"netdMk", rounded(1000.0 * result.noiseK, 100.0)},
-          {"expectedTemporalMk", rounded(result.expectedTemporalMk, 100.0)},
-          {"stages", stages},
-          {"missed", result.missed}};
-}
 
 void printTable(std::string_view name, const EvaluationResult& result) {
   const EvaluationCase& conditions = result.conditions;
@@ -65,22 +45,29 @@ void evaluatePipeline(const Options& options) {
   const auto reference = options.shutter ? FlatFieldReference::Shutter : FlatFieldReference::BlackBody;
   ordered_json results = ordered_json::array();
   unsigned long long measured = 0;
-  unsigned long long failed = 0;
+  std::vector<std::string> failed;
   try {
     for (const auto& model : simulation::cameraModels()) {
       if (!options.model.empty() && options.model != model.id) continue;
       evaluateModel(model.id, extent, reference, [&](const EvaluationResult& result) {
         if (interrupted()) throw Interruption();
         ++measured;
-        if (!result.missed.empty()) ++failed;
+        if (!result.missed.empty()) failed.push_back(nameOf(model.name, result.conditions));
         if (!options.json) return printTable(model.name, result);
         results.push_back(toJson(model.id, result));
       });
     }
   } catch (const Interruption&) {
   }
-  if (options.json) return printLine(ordered_json{{"results", results}, {"missed", failed}}.dump(2));
-  printLine(format("{} of {} cases meet all criteria", measured - failed, measured));
+  if (options.json) {
+    printLine(ordered_json{{"results", results}, {"missed", failed.size()}}.dump(2));
+  } else {
+    printLine(format("{} of {} cases meet all criteria", measured - failed.size(), measured));
+  }
+  if (failed.empty()) return;
+  std::string line = format("{} of {} cases miss criteria: ", failed.size(), measured);
+  for (const std::string& name : failed) line += (&name == &failed.front() ? "" : "; ") + name;
+  throw CommandFailure(line);
 }
 
 }  // namespace tools

@@ -47,7 +47,9 @@ namespace {
 using tools::Options;
 
 constexpr const char* kFooter =
-    "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written), 2 wrong arguments.\n"
+    "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written, a criterion of "
+    "evaluate\n"
+    "missed), 2 wrong arguments.\n"
     "Data goes to standard output, the log to standard error.";
 
 constexpr unsigned long long kLargestCount = 1'000'000'000'000;
@@ -122,7 +124,9 @@ CLI::App* addCalibrate(CLI::App& app, Options& options) {
 
 CLI::App* addEvaluate(CLI::App& app, Options& options) {
   CLI::App* evaluate = addCommand(
-      app, "evaluate", "measure what each correction wins, on simulated cameras before black bodies");
+      app, "evaluate",
+      "measure what each correction wins, on simulated cameras before black bodies; exit code 1 when a "
+      "criterion is missed");
   std::set<std::string> models;
   for (const auto& model : simulation::cameraModels()) models.emplace(model.id);
   evaluate->add_option("--model", options.model, "of the camera (without it: all)")

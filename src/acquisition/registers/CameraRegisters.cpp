@@ -183,11 +183,16 @@ bool CameraRegisters::writeCoreConfiguration(std::uint16_t value) {
   return sendOne(format("W00 0005 {:04X}", value), "Core configuration");
 }
 
+bool CameraRegisters::hasShutter() const {
+  return link.vendorId() == kVendor && (link.productId() == kBramble6 || link.productId() == kHollis12);
+}
+
 bool CameraRegisters::setShutter(const bool& close) {
-  const char* command = nullptr;
-  if (link.productId() == kBramble6) command = close ? "W01 0020 0001" : "W01 0021 0001";
-  if (link.productId() == kHollis12) command = close ? "W02 0032 0001" : "W02 0031 0001";
-  if (link.vendorId() != kVendor || !command) return true;
+  if (!hasShutter()) return true;
+  const bool hollis = link.productId() == kHollis12;
+  const char* const command = hollis  ? (close ? "W02 0032 0001" : "W02 0031 0001")
+                              : close ? "W01 0020 0001"
+                                      : "W01 0021 0001";
 
   MutexLock lock(commandMutex);
   try {

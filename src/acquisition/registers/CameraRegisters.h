@@ -56,6 +56,7 @@ class CameraRegisters {
   bool setCurrentGFID(std::uint16_t value);  ///< "Marlow 3"
   bool setCurrentTINT(std::uint16_t value);  ///< "Marlow 3"
 
+  bool hasShutter() const;
   /// Moves the shutter; cameras without one get nothing sent, which is a success. No reply is read.
   bool setShutter(const bool& close) EXCLUDES(commandMutex);
   /// Writes the core's configuration register, as start-up does.

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstddef>
+#include <span>
 
 #include "processing/kernels/columnStripes.h"
+#include "processing/kernels/flatFieldTables.h"
 #include "processing/runBands.h"
 #include "processing/stages/stages.h"
 
@@ -25,15 +27,36 @@ bool refreshDue(FrameContext& frame) {
   return due;
 }
 
-/// The passes [first, end), which share what is measured of a frame.
-struct PassGroup {
-  std::size_t first, end;
-};
+/// Whether the manual table will take its stripes out of this frame.
+bool tableFollows(const FrameContext& frame) {
+  const ManualTable& manual = frame.data.manual;
+  return frame.data.flatField.flatFieldCorrection && manual.usable() &&
+         manual.sums.pixelCount() == frame.working->pixelCount();
+}
 
-/// Measures the stripes of the working image.
-void computeColumnGradient(FrameContext& frame, kernels::StepGates gates) {
+/// The image whose stripes count. Those in the manual table go by themselves, and whatever was taken out of
+/// them here the table would put back in.
+ImageView<std::uint16_t> measuredImage(FrameContext& frame) {
   ColumnStripeState& state = frame.data.destriping.columns;
-  const ImageView<const std::uint16_t> view = frame.working->view();
+  const ImageView<std::uint16_t> all = frame.working->view();
+  if (!state.beforeTable || state.remainder.size() != all.pixelCount()) return all;
+  const ManualTable& manual = frame.data.manual;
+  const ImageView<std::uint16_t> remainder{state.remainder.data(), all.width, all.height};
+  const auto subtract = [&](kernels::RowBand rows) {
+    const std::uint32_t height = rows.end - rows.first;
+    std::copy_n(all.row(rows.first), std::size_t{height} * all.width, remainder.row(rows.first));
+    kernels::correctOffset({remainder.row(rows.first), all.width, height},
+                           {manual.sums.view().row(rows.first), all.width, height}, manual.mean,
+                           manual.frames);
+  };
+  runBands(all.height, subtract, "columnRemainder");
+  return remainder;
+}
+
+/// Measures the stripes of an image.
+void computeColumnGradient(FrameContext& frame, ImageView<const std::uint16_t> view,
+                           kernels::StepGates gates) {
+  ColumnStripeState& state = frame.data.destriping.columns;
   const auto sum = [&](kernels::RowBand segments) {
     kernels::sumColumnVotes(view, gates, segments, state.votes);
   };
@@ -44,7 +67,7 @@ void computeColumnGradient(FrameContext& frame, kernels::StepGates gates) {
 /// Lets the corrections of a group follow the gradient. What one pass leaves to the next is known without
 /// looking at the pixels again, as the rows that vote are the same. The first refreshes are averaged evenly,
 /// so that a stream starts with all of the correction and not with a quarter of it.
-void followGradient(ColumnStripeState& state, PassGroup passes, float strength) {
+void followGradient(ColumnStripeState& state, ColumnStripeState::PassGroup passes, float strength) {
   const float weight = std::max(strength, 1.0f / static_cast<float>(state.refreshes));
   std::fill(state.total.begin(), state.total.end(), 0.0f);
   for (std::size_t pass = passes.first; pass < passes.end; ++pass) {
@@ -58,18 +81,36 @@ void followGradient(ColumnStripeState& state, PassGroup passes, float strength) 
   }
 }
 
-/// Takes the corrections of a group in one go.
-void correctColumnNoise(FrameContext& frame, PassGroup passes) {
+/// Takes the offsets, rounded, off each column.
+void correctColumnNoise(FrameContext& frame, ImageView<std::uint16_t> view, std::span<const float> offsets) {
   ColumnStripeState& state = frame.data.destriping.columns;
-  const ImageView<std::uint16_t> view = frame.working->view();
-  std::fill(state.total.begin(), state.total.end(), 0.0f);
-  for (std::size_t pass = passes.first; pass < passes.end; ++pass) {
-    const auto correction = state.correction(pass);
-    for (std::size_t x = 0; x < correction.size(); ++x) state.total[x] += correction[x];
-  }
-  state.shifts.round(state.total);
+  state.shifts.round(offsets);
   const auto shift = [&](kernels::RowBand rows) { kernels::shiftColumns(view, state.shifts, rows); };
   runBands(view.height, shift, "columnNoise");
+}
+
+void correctPasses(FrameContext& frame, std::size_t passes) {
+  ColumnStripeState& state = frame.data.destriping.columns;
+  const bool refresh = refreshDue(frame);
+  if (refresh) ++state.refreshes;
+  const ImageView<std::uint16_t> picture = frame.working->view();
+  if (state.beforeTable) correctColumnNoise(frame, picture, state.base);
+  const ImageView<std::uint16_t> measured = refresh ? measuredImage(frame) : picture;
+  // Strong stripes hide their steps from the first look. Once most of them are gone, a second one through the
+  // same gates finds the rest; further ones would find nothing new.
+  kernels::StepGates gates;
+  if (refresh) gates = kernels::measureColumnGates(measured, state.sample);
+  for (const auto group : ColumnStripeState::groups(passes)) {
+    if (group.first == group.end) continue;
+    if (refresh) {
+      computeColumnGradient(frame, measured, gates);
+      followGradient(state, group, frame.data.destriping.strength);
+    }
+    state.addUp(group);
+    correctColumnNoise(frame, picture, state.total);
+    const bool measuredAgain = refresh && group.end < passes;
+    if (measuredAgain && measured.data != picture.data) correctColumnNoise(frame, measured, state.total);
+  }
 }
 
 }  // namespace
@@ -80,23 +121,21 @@ void removeColumnStripes(FrameContext& frame) {
   if (frame.calibrating() || destriping.columnDestripingPasses <= 0) {
     // What comes after may look quite different, in a calibration for its new tables.
     if (state.waiting) state.forget();
+    if (frame.shutterRun()) state.hold(0);
     return;
   }
   if (frame.working->width != state.width) return;
   const auto passes = static_cast<std::size_t>(destriping.columnDestripingPasses);
   state.reserve(passes);
-  const bool refresh = refreshDue(frame);
-  if (refresh) ++state.refreshes;
-  // Strong stripes hide their steps from the first look. Once most of them are gone, a second one through the
-  // same gates finds the rest; further ones would find nothing new.
-  kernels::StepGates gates;
-  if (refresh) gates = kernels::measureColumnGates(frame.working->view(), state.sample);
-  for (const PassGroup group : {PassGroup{0, 1}, PassGroup{1, passes}}) {
-    if (group.first == group.end) continue;
-    if (refresh) {
-      computeColumnGradient(frame, gates);
-      followGradient(state, group, destriping.strength);
-    }
-    correctColumnNoise(frame, group);
+  if (frame.shutterRun()) {
+    // Another estimate for every frame would get into the table.
+    state.hold(passes);
+    return correctColumnNoise(frame, frame.working->view(), state.held);
   }
+  state.holding = false;
+  if (const bool follows = tableFollows(frame); follows != state.beforeTable) {
+    state.forget();
+    state.beforeTable = follows;
+  }
+  correctPasses(frame, passes);
 }

@@ -22,7 +22,8 @@ std::int64_t monotonicMicroseconds() {
 void adoptSums(processData<unsigned short>& data, std::uint16_t frames) {
   std::copy_n(data.ffcAccumulator.data, data.ffcAccumulator.pixelCount(), data.manual.sums.data);
   data.manual.frames = frames;
-  data.manual.mean = calibration::meanOfGoodPixels(data.manual.sums, frames, data.defects.list);
+  data.destriping.columns.base = data.destriping.columns.held;
+  data.manual.mean = calibration::levelOfTheMiddle(data.manual.sums, frames, data.defects.list);
   data.returnAccumulator();
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -11,6 +13,8 @@
 
 /// Running state of the column stripe removal: one correction per pass, a moving average over the refreshed
 /// frames. A pass measures what the earlier ones have left, so nothing adds up over time.
+/// A manual table holds its frames without the offsets that were in force in its run. With the table in force
+/// they are the base, and only what the table leaves is measured.
 struct ColumnStripeState {
   /// Makes room for images of width x height and forgets all corrections.
   void allocate(std::uint32_t imageWidth, std::uint32_t imageHeight) {
@@ -21,6 +25,10 @@ struct ColumnStripeState {
     sample.assign(kernels::stripeSampleSize(width, imageHeight), 0);
     for (auto* room : {&profile, &sums, &removed, &total}) room->assign(width, 0.0f);
     corrections.clear();
+    remainder.assign(std::size_t{imageWidth} * imageHeight, 0);
+    base.assign(width, 0.0f);
+    held.assign(width, 0.0f);
+    holding = beforeTable = false;
     forget();
   }
   /// The next refresh starts the averages anew.
@@ -28,6 +36,33 @@ struct ColumnStripeState {
     refreshes = 0;
     waiting = false;
     std::fill(corrections.begin(), corrections.end(), 0.0f);
+  }
+  /// The passes [first, end), which share what is measured of a frame and are taken in one go.
+  struct PassGroup {
+    std::size_t first, end;
+  };
+  static std::array<PassGroup, 2> groups(std::size_t passes) { return {{{0, 1}, {1, passes}}}; }
+  /// Sums the corrections of a group into `total`.
+  void addUp(PassGroup passes) {
+    std::fill(total.begin(), total.end(), 0.0f);
+    for (std::size_t pass = passes.first; pass < passes.end; ++pass) {
+      for (std::size_t x = 0; x < width; ++x) total[x] += correction(pass)[x];
+    }
+  }
+  /// From now on the present offsets stay as they are.
+  void hold(std::size_t passes) {
+    if (holding) return;
+    holding = true;
+    if (beforeTable) {
+      held = base;
+    } else {
+      std::fill(held.begin(), held.end(), 0.0f);
+    }
+    if (passes == 0) return;
+    for (const PassGroup group : groups(passes)) {
+      addUp(group);
+      for (std::size_t x = 0; x < width; ++x) held[x] += std::round(total[x]);
+    }
   }
   /// Makes room for `passes` corrections; allocates only when there were never so many.
   void reserve(std::size_t passes) {
@@ -40,13 +75,18 @@ struct ColumnStripeState {
   kernels::StripeOffsets offsets;  ///< what the last refreshed frame says
   kernels::ColumnShifts shifts;
   std::vector<std::uint16_t> sample;
-  std::vector<float> profile, sums;  ///< working room, as the two following; one element per column
-  std::vector<float> removed;        ///< what the earlier passes take, measured as the offsets are
-  std::vector<float> total;          ///< sum of the corrections so far
-  std::vector<float> corrections;    ///< pass by pass, one offset per column
-  std::uint32_t refreshes = 0;       ///< frames in the averages
-  bool waiting = false;              ///< `refreshedAt` is set
-  std::uint64_t refreshedAt = 0;     ///< frame of the last refresh; before it, the first frame seen
+  std::vector<float> profile, sums;      ///< working room, as the two following; one element per column
+  std::vector<float> removed;            ///< what the earlier passes take, measured as the offsets are
+  std::vector<float> total;              ///< sum of the corrections so far
+  std::vector<float> corrections;        ///< pass by pass, one offset per column
+  std::vector<std::uint16_t> remainder;  ///< what the manual table leaves of the image that is measured
+  std::vector<float> base;               ///< whole offsets in the manual table
+  std::vector<float> held;               ///< whole offsets of the shutter run in progress, or of the last one
+  bool holding = false;
+  bool beforeTable = false;       ///< the averages are of what the manual table leaves
+  std::uint32_t refreshes = 0;    ///< frames in the averages
+  bool waiting = false;           ///< `refreshedAt` is set
+  std::uint64_t refreshedAt = 0;  ///< frame of the last refresh; before it, the first frame seen
 };
 
 /// Working room of the row stripe removal, which keeps nothing from frame to frame.

@@ -21,10 +21,8 @@ constexpr double kHousingRiseK = 4.0, kHousingSeconds = 1200.0;
 
 Flash makeFlash(const CameraSpec& spec) {
   std::vector<std::uint8_t> map(307200, 0);
-  if (spec.defects) {
-    for (const auto& defect : scatterDefects(*spec.model, spec.detectorSeed())) {
-      if (defect.pixel < map.size()) map[defect.pixel] = 1;
-    }
+  for (const auto& defect : spec.defectivePixels()) {
+    if (defect.pixel < map.size()) map[defect.pixel] = 1;
   }
   return {*spec.model, spec.serialNumber, spec.flash, std::move(map)};
 }
@@ -152,7 +150,11 @@ void SimulatedCamera::prepare() {
 }
 
 void SimulatedCamera::prepareLocked() {
-  if (!scene) scene = makeScene(sceneSpec, *spec.model);
+  if (sceneSpec.isRaw()) {
+    if (!raw) raw = std::make_unique<RawScene>(sceneSpec, *spec.model);
+  } else if (!scene) {
+    scene = makeScene(sceneSpec, *spec.model);
+  }
   if (detector) return;
   detector = std::make_unique<Detector>(*spec.model, spec.detectorOptions());
   scratchRow.resize(2 * std::size_t{spec.model->width});

@@ -11,6 +11,7 @@
 
 #include "acquisition/backends/simulated/detector.h"
 #include "acquisition/backends/simulated/faults.h"
+#include "acquisition/backends/simulated/rawScene.h"
 #include "acquisition/backends/simulated/registers.h"
 #include "acquisition/backends/simulated/scenario.h"
 #include "acquisition/transport/videoPlatform.h"
@@ -112,6 +113,7 @@ class SimulatedCamera {
   RadianceView look() REQUIRES(frameMutex);
   void render(std::span<std::uint8_t> buffer, const Layout& layout) REQUIRES(frameMutex);
   void renderCoded(std::span<std::uint8_t> buffer, const Layout& layout) REQUIRES(frameMutex);
+  void renderRaw(std::span<std::uint8_t> buffer, const Layout& layout) REQUIRES(frameMutex);
   void writeTemperature(std::span<std::uint8_t> buffer, const Layout& layout) REQUIRES(frameMutex);
   void strikeDueFaults(std::uint64_t frame, double seconds) REQUIRES(controlMutex);
   void applyLocked(const Fault& fault) REQUIRES(controlMutex);
@@ -128,6 +130,7 @@ class SimulatedCamera {
   mutable Mutex frameMutex;
   std::unique_ptr<Detector> detector GUARDED_BY(frameMutex);  ///< made for the first frame
   std::unique_ptr<Scene> scene GUARDED_BY(frameMutex);
+  std::unique_ptr<RawScene> raw GUARDED_BY(frameMutex);  ///< in the place of `scene` and detector
   SceneSpec sceneSpec GUARDED_BY(frameMutex);
   std::optional<double> fixedDetectorCelsius GUARDED_BY(frameMutex);
   std::optional<double> fixedHousingExcessK GUARDED_BY(frameMutex);

@@ -106,7 +106,9 @@ bool hasCalibrationSet(const CameraSpec& camera, const std::string& directory,
   const CalibrationPaths paths(camera, directory);
   const std::uint32_t width = camera.model->width, height = camera.model->height;
   const std::uint64_t pixels = std::uint64_t{width} * height;
-  if (!hasBytes(paths.defects(), pixels) || !hasBytes(paths.thermographic(), 0)) return false;
+  if (!hasBytes(paths.defects(), pixels)) return false;
+  if (camera.scene.isRaw()) return true;
+  if (!hasBytes(paths.thermographic(), 0)) return false;
   if (options.tables) {
     for (const auto& reference : kReferences) {
       for (const double celsius : kBenchCelsius) {
@@ -124,15 +126,17 @@ bool hasCalibrationSet(const CameraSpec& camera, const std::string& directory,
 
 bool writeCalibrationSet(const CameraSpec& camera, const std::string& directory,
                          const CalibrationSetOptions& options) {
-  if (!createDirectories(directory, options)) return false;
+  // Nobody put the detector of a raw scene before black bodies.
+  const bool raw = camera.scene.isRaw();
+  if (!createDirectories(directory, raw ? CalibrationSetOptions{.tables = false} : options)) return false;
   const CalibrationPaths paths(camera, directory);
-  const auto fixed = makeFixedPattern(*camera.model, camera.detectorOptions());
-  const auto defects =
-      camera.defects ? scatterDefects(*camera.model, camera.detectorSeed()) : std::vector<Defect>();
+  const auto defects = camera.defectivePixels();
   if (!saveBadPixelsMap(benchDefects(*camera.model, defects),
                         static_cast<unsigned short>(camera.model->width),
                         static_cast<unsigned short>(camera.model->height), paths.defects()))
     return false;
+  if (raw) return true;
+  const auto fixed = makeFixedPattern(*camera.model, camera.detectorOptions());
   const auto thermographic = benchThermographicTable();
   if (!calibration::saveThermographicTable(
           std::span(thermographic).first<calibration::kThermographicEntries>(), paths.thermographic()))

@@ -22,9 +22,9 @@ struct CalibrationSetOptions {
 
 /// Writes a simulated camera's calibration files into a data directory, which is created when missing: the
 /// map of defective pixels, the thermographic table, and what the options ask for. All come from the pattern
-/// that the camera's frames show, whatever scene, temperature or age the camera has now. False, with one
-/// error line, when a file cannot be written in full. Cameras of other serial numbers may share the
-/// directory.
+/// that the camera's frames show, whatever scene, temperature or age the camera has now; of a raw scene's
+/// detector only the defective pixels are known. False, with one error line, when a file cannot be written in
+/// full. Cameras of other serial numbers may share the directory.
 bool writeCalibrationSet(const CameraSpec& camera, const std::string& directory,
                          const CalibrationSetOptions& options = {});
 bool writeCalibrationSet(const SimulatedCamera& camera, const std::string& directory,

@@ -34,6 +34,8 @@ void SimulatedCamera::render(std::span<std::uint8_t> buffer, const Layout& curre
   const std::size_t rowBytes = 2 * std::size_t{current.width};
   if (sceneSpec.kind == SceneKind::Coded && !shutterClosed()) {
     renderCoded(buffer, current);
+  } else if (raw) {
+    renderRaw(buffer, current);
   } else {
     const auto radiance = look();
     const bool references = spec.model->temperature == TemperatureFormat::ReferenceColumns;
@@ -56,6 +58,21 @@ void SimulatedCamera::render(std::span<std::uint8_t> buffer, const Layout& curre
     }
   }
   writeTemperature(buffer, current);
+}
+
+void SimulatedCamera::renderRaw(std::span<std::uint8_t> buffer, const Layout& current) {
+  const auto& model = *spec.model;
+  const bool references = model.temperature == TemperatureFormat::ReferenceColumns;
+  const std::uint32_t left = references ? kReferenceMargin : 0;
+  const auto counts = raw->at(shownFrame, shutterClosed());
+  std::fill(buffer.begin(), buffer.begin() + 2 * std::ptrdiff_t{current.width} * current.height, kJunk[0]);
+  for (std::uint32_t y = 0; y < std::min(current.height, model.height); ++y) {
+    const auto row = buffer.subspan(2 * std::size_t{current.width} * y, 2 * std::size_t{current.width});
+    for (std::uint32_t x = left; x < std::min(current.width, model.width + left); ++x) {
+      putPixel(row, x, counts[std::size_t{y} * model.width + x - left],
+               static_cast<std::uint8_t>((x + y) & 3));
+    }
+  }
 }
 
 void SimulatedCamera::renderCoded(std::span<std::uint8_t> buffer, const Layout& current) {

@@ -20,6 +20,7 @@ void SimulatedCamera::setScene(const SceneSpec& wanted) {
   MutexLock lock(frameMutex);
   sceneSpec = wanted;
   scene.reset();
+  raw.reset();
 }
 
 void SimulatedCamera::setDetectorCelsius(std::optional<double> celsius) {
@@ -52,9 +53,7 @@ std::uint16_t SimulatedCamera::registerValue(std::uint16_t group, std::uint16_t 
   return registers.value(group, address);
 }
 
-std::vector<Defect> SimulatedCamera::defects() const {
-  return spec.defects ? scatterDefects(*spec.model, spec.detectorSeed()) : std::vector<Defect>();
-}
+std::vector<Defect> SimulatedCamera::defects() const { return spec.defectivePixels(); }
 
 void SimulatedCamera::apply(const Fault& fault) {
   MutexLock lock(controlMutex);

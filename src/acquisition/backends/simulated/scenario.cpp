@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "acquisition/backends/simulated/numberText.h"
+#include "acquisition/backends/simulated/rawScene.h"
 #include "acquisition/backends/simulated/scenarioKeys.h"
 #include "common/format.h"
 
@@ -147,6 +148,11 @@ bool readText(const std::string& text, Scenario& scenario, ScenarioError& error)
 }
 
 }  // namespace
+
+std::vector<Defect> CameraSpec::defectivePixels() const {
+  if (scene.isRaw()) return rawDefects(scene, *model);
+  return defects ? scatterDefects(*model, detectorSeed()) : std::vector<Defect>();
+}
 
 CameraSpec makeCameraSpec(std::string_view modelId) {
   CameraSpec spec;

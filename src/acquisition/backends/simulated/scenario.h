@@ -49,6 +49,8 @@ struct CameraSpec {
   /// Of this camera's fixed pattern and noise.
   std::uint64_t detectorSeed() const { return mixBits(seed, serialNumber); }
   DetectorOptions detectorOptions() const { return {detectorSeed(), pattern, defects}; }
+  /// The defective pixels that the camera's frames show, by pixel.
+  std::vector<Defect> defectivePixels() const;
 };
 
 struct Scenario {

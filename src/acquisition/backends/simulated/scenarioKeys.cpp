@@ -65,20 +65,28 @@ constexpr Word<SceneKind> kScenes[] = {{"uniform", SceneKind::Uniform},
                                        {"ramp", SceneKind::Ramp},
                                        {"coded", SceneKind::Coded},
                                        {"file:PATH", SceneKind::File}};
-constexpr Word<FileValues> kValues[] = {
-    {"counts", FileValues::Counts}, {"kelvin", FileValues::Kelvin}, {"fit", FileValues::Fit}};
+constexpr Word<FileValues> kValues[] = {{"counts", FileValues::Counts},
+                                        {"kelvin", FileValues::Kelvin},
+                                        {"raw", FileValues::Raw},
+                                        {"fit", FileValues::Fit}};
+
+/// A path in a scenario file may be meant from where the file lies.
+std::string resolved(const std::string& path, const std::string& folder) {
+  std::error_code ignored;
+  const auto beside = std::filesystem::path(folder) / path;
+  return std::filesystem::exists(beside, ignored) ? beside.string() : path;
+}
 
 std::string setScene(const std::string& value, const std::string& folder, CameraSpec& camera) {
   constexpr std::string_view kFile = "file:";
   if (value.compare(0, kFile.size(), kFile) != 0) return wordInto(value, kScenes, camera.scene.kind);
-  std::string path = value.substr(kFile.size());
-  std::error_code ignored;
-  if (const auto beside = std::filesystem::path(folder) / path; std::filesystem::exists(beside, ignored)) {
-    path = beside.string();
-  }
-  auto reason = loadPictures(path, camera.scene.pictures);
+  auto reason = loadPictures(resolved(value.substr(kFile.size()), folder), camera.scene.pictures);
   if (reason.empty()) camera.scene.kind = SceneKind::File;
   return reason;
+}
+
+std::string setShutter(const std::string& value, const std::string& folder, CameraSpec& camera) {
+  return loadPictures(resolved(value, folder), camera.scene.shutter);
 }
 
 /// "10..35": degrees Celsius of the darkest and the brightest part of the pictures.
@@ -123,6 +131,7 @@ constexpr KeyRow kKeys[] = {
     {"scale", [](auto& v, auto&, auto& c) { return realInto(v, -1e6, 1e6, c.scene.scale); }},
     {"offset", [](auto& v, auto&, auto& c) { return realInto(v, -1e6, 1e6, c.scene.offset); }},
     {"fit", setFit},
+    {"shutter", setShutter},
     {"hold", [](auto& v, auto&, auto& c) { return wholeInto(v, 1u, 100000u, c.scene.holdFrames); }},
     {"pattern", [](auto& v, auto&, auto& c) { return realInto(v, 0.0, 10.0, c.pattern); }},
     {"defects", [](auto& v, auto&, auto& c) { return wordInto(v, kSwitch, c.defects); }},

@@ -17,6 +17,7 @@ enum class SceneKind { Uniform, Room, Ramp, Coded, File };
 enum class FileValues {
   Counts,  ///< value * scale + offset is what an ideal detector of the model answers
   Kelvin,  ///< value * scale + offset is the scene's temperature in kelvin
+  Raw,     ///< value * scale + offset is what a detector answered; the simulated one adds nothing to it
   Fit      ///< the 0.1 and 99.9 % values of all pictures become the temperatures fitLow and fitHigh
 };
 
@@ -25,12 +26,18 @@ struct SceneSpec {
   double celsius = 25.0;  ///< of the uniform scene
   // File scene: pictures in playing order, each shown for `holdFrames` frames.
   std::shared_ptr<const std::vector<GreyPicture>> pictures;
+  std::shared_ptr<const std::vector<GreyPicture>> shutter;  ///< what a raw scene's closed shutter looks like
   FileValues values = FileValues::Counts;
   double scale = 1.0;
   double offset = 0.0;
   double fitLowCelsius = 10.0;
   double fitHighCelsius = 35.0;
   std::uint32_t holdFrames = 1;
+
+  /// Frames of a real detector, which take the simulated one's place.
+  bool isRaw() const {
+    return kind == SceneKind::File && values == FileValues::Raw && pictures && !pictures->empty();
+  }
 };
 
 /// What the camera looks at, seen through its lens. One thread at a time.
