@@ -12,8 +12,8 @@
 ///
 /// Nothing here throws. Construct and destroy it on one thread; the other members may be called from any.
 ///
-/// Environment: OMBRIX_BACKEND (`simulated` runs without a camera) and OMBRIX_SIMULATION (which simulated
-/// cameras) are read at construction.
+/// Environment: OMBRIX_BACKEND (`simulated` runs without a camera, `v4l2` is Linux's own) and
+/// OMBRIX_SIMULATION (which simulated cameras) are read at construction.
 class OMBRIX_EXPORT OmbrixSDK {
  public:
   /// How much is logged; each level includes those before it.

@@ -14,6 +14,7 @@
 #include "acquisition/USBDeviceDesc.h"
 #include "acquisition/deviceInfo.h"
 #include "acquisition/flatFieldIndex.h"
+#include "acquisition/transport/viewerOutput.h"
 #include "common/image.h"
 #include "common/mutex.h"
 #include "core/frameMutex.h"
@@ -148,6 +149,8 @@ class imageAcquisition {
   DeliveredFrame delivered;
   bool replaying = false;         ///< frames come from a dump instead of the transport
   std::uint8_t listPosition = 0;  ///< position in the Core's list in the cycle that processes the camera
+  /// Null when colour frames go to applications only. After opening, the processing task's own.
+  std::unique_ptr<transport::ViewerOutput> viewerOutput;
 
   PublishedFrame rawFrame GUARDED_BY(frameMutex);
   PublishedFrame colorFrame GUARDED_BY(frameMutex);

@@ -33,6 +33,19 @@ struct WorkerHandle {
 };
 WorkerHandle& handle = *new WorkerHandle;
 
+/// Opens the output for viewers of others, where the settings name one.
+void openViewerOutput(imageAcquisition& camera) {
+  const settings& options = settings::current();
+  if (!options.v4l2LoopbackOn) return;
+  const std::string path = options.v4l2Loopback.get();
+  const std::uint32_t width = camera.processing.colorImage.width;
+  const std::uint32_t height = camera.processing.colorImage.height;
+  logger::info(format("Initializing v4l2 loopback \033[0;90m({:s}, {:d}x{:d}, {:s})", path, width, height,
+                      "V4L2_PIX_FMT_RGB32"),
+               LOG_HERE);
+  camera.viewerOutput = transport::openViewerOutput(path, width, height);
+}
+
 /// Connects, configures and starts one camera; it becomes `ready` only when all of that succeeded.
 void prepare(imageAcquisition& camera) {
   camera.prepared = true;
@@ -40,6 +53,7 @@ void prepare(imageAcquisition& camera) {
   camera.readIdentity();
   logger::info("\033[0;37mInitializing image buffers", LOG_HERE);
   camera.initImageBuffers();
+  openViewerOutput(camera);
   logger::info("\033[0;37mInitializing colormaps", LOG_HERE);
   camera.processing.selectColorPreset(0);
   camera.loadCalibrationFiles();

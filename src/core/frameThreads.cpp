@@ -142,18 +142,27 @@ bool colorFrameWanted(const imageAcquisition& camera) {
   return workerRunningFlag && wantsFrames(camera);
 }
 
-/// Processes and publishes the raw frame that was just fetched. True when something was published.
-bool processAndPublish(const Core::processThreadData& data) REQUIRES(frameMutex) {
+/// What one processing task has published.
+struct Published {
+  bool raw = false;
+  bool color = false;
+};
+
+/// Processes and publishes the raw frame that was just fetched.
+Published processAndPublish(const Core::processThreadData& data) REQUIRES(frameMutex) {
   imageAcquisition& camera = *data.acquisition;
-  if (!process(&camera)) return false;
+  Published published;
+  if (!process(&camera)) return published;
+  published.raw = true;
   const std::uint64_t number = camera.delivered.number;
   const std::uint64_t previousStampUs = camera.rawFrame.stampUs;
   publish(camera.rawFrame, number, camera.processing.statistics.histogram);
   updatePublicationRate(camera, previousStampUs);
   if (colorFrameWanted(camera) && colorize(&camera, data.displayWidth, data.displayHeight)) {
     publish(camera.colorFrame, number, camera.processing.mapping.colorCounts);
+    published.color = true;
   }
-  return true;
+  return published;
 }
 
 }  // namespace
@@ -178,12 +187,15 @@ void Core::processThreadProc(processThreadData data) {
   if (!camera.replaying && !camera.waitImage(camera.processing.rawImage, 0)) return;
   if (workerRunningFlag && wantsFrames(camera)) {
     camera.listPosition = data.position;
-    bool published = false;
+    Published published;
     {
       FairLock lock(frameMutex);
       published = processAndPublish(data);
     }
-    if (published) camera.frameCondition.notify_all();
+    if (published.raw) camera.frameCondition.notify_all();
+    // Without the lock: this task alone writes the picture, and getters need not wait for an output.
+    const image<rgb_24b>& picture = camera.processing.colorImage;
+    if (published.color && camera.viewerOutput) camera.viewerOutput->show(picture.view());
     postProcess(&camera);
   }
   logger::debug(kFinished, LOG_HERE);

@@ -34,6 +34,11 @@ class Recorder : public transport::SampleReceiver {
     return statuses.size();
   }
 
+  bool failed() {
+    MutexLock lock(mutex);
+    return !statuses.empty() && statuses.back() < 0;
+  }
+
   Mutex mutex;
   std::vector<std::int32_t> statuses;
   std::vector<std::size_t> sizes;
@@ -193,8 +198,7 @@ TEST(V4L2Device, DeliveryErrorsPassOrEndTheStream) {
     ASSERT_EQ(rig.start(), 0);
     rig.kernel->produce(4);
     if (c.lost) {
-      ASSERT_TRUE(waitFor([&] { return rig.recorder.count() > 0 && rig.recorder.statuses.back() < 0; }))
-          << c.what;
+      ASSERT_TRUE(waitFor([&] { return rig.recorder.failed(); })) << c.what;
       EXPECT_EQ(rig.recorder.statuses.back(), c.status) << c.what;
       EXPECT_EQ(rig.device->requestSample().status, kStatusDeviceLost);
     } else {

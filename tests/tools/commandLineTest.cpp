@@ -128,6 +128,29 @@ TEST_F(CommandLine, ListKeepsStandardOutputForData) {
   EXPECT_THAT(outcome.err, HasSubstr("Video devices detected:"));
 }
 
+TEST_F(CommandLine, DoctorTellsWhetherAPictureCanBeTaken) {
+  const struct {
+    const char* scenario;
+    int exitCode;
+    const char* code;
+  } cases[] = {
+      {"bramble6", 0, ""},
+      {"marlow3,bramble6;marlow3.fault=refuse-start:9", 0, "failed"},
+      {"hollis12;fault=refuse-start:9", 1, "failed"},
+  };
+  for (const auto& test : cases) {
+    const Outcome outcome = runOmbrix({"doctor", "--json", "--simulate", test.scenario});
+    EXPECT_EQ(outcome.exitCode, test.exitCode) << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    const json result = json::parse(outcome.out);
+    EXPECT_EQ(result["usable"], test.exitCode == 0);
+    const json& first = result["cameras"][0];
+    EXPECT_EQ(first["picture"], *test.code == 0);
+    EXPECT_EQ(first["obstacles"].size(), *test.code ? 1u : 0u);
+    for (const json& obstacle : first["obstacles"]) EXPECT_EQ(obstacle["code"], test.code);
+  }
+}
+
 TEST_F(CommandLine, InfoTellsIdentityAndFlash) {
   const Outcome outcome = runOmbrix(with({"info", "--json", "--parameters"}, kBramble));
   ASSERT_EQ(outcome.exitCode, 0) << outcome.err;

@@ -60,6 +60,10 @@ void calibrateCamera(const Options& options, OmbrixSDK& sdk);
 /// Works on simulated cameras of its own. An `OmbrixSDK` object must exist.
 void evaluatePipeline(const Options& options);
 
+/// Tells what stands between the user and a picture; true when one can be taken. No `OmbrixSDK` object may
+/// exist.
+bool examineSystem(const Options& options);
+
 /// Throws unless there is a camera `index`.
 void requireCamera(OmbrixSDK& sdk, int index);
 /// The camera the options name, streaming; throws when it cannot be opened.

@@ -189,6 +189,8 @@ int run(int argc, char** argv) {
 
   CLI::App* list = addCommand(app, "list", "list the cameras found");
   list->add_flag("--json", options.json, "one JSON array");
+  CLI::App* doctor = addCommand(app, "doctor", "tell what stands between you and a picture");
+  doctor->add_flag("--json", options.json, "one JSON object");
   CLI::App* info = addInfo(app, options);
   CLI::App* stream = addStream(app, options);
   std::string at;
@@ -207,7 +209,7 @@ int run(int argc, char** argv) {
 
   if (app.get_subcommands().empty()) {
     throw tools::CommandFailure(
-        "a subcommand is needed: list, info, stream, measure, calibrate or evaluate (see --help)",
+        "a subcommand is needed: list, doctor, info, stream, measure, calibrate or evaluate (see --help)",
         tools::kExitUsage);
   }
 
@@ -217,6 +219,7 @@ int run(int argc, char** argv) {
   tools::logToStandardError();
   tools::catchInterrupts();
   if (!options.scenario.empty()) useScenario(options.scenario);
+  if (doctor->parsed()) return tools::examineSystem(options) ? tools::kExitDone : tools::kExitFailure;
   OmbrixSDK sdk(static_cast<OmbrixSDK::verbosityLevel>(options.verbosity));
   if (!OmbrixSDK::mStatus) throw tools::CommandFailure("cameras cannot be listed");
   if (evaluate->parsed()) {

@@ -114,6 +114,11 @@ Current& current() {
 
 }  // namespace
 
+Obstacle VideoPlatform::explain(std::size_t, const StepResult& failed) {
+  const bool gone = failed.status == kStatusDeviceLost;
+  return {gone ? "gone" : "failed", format("{:s} failed (error code {:d})", failed.step, failed.status), ""};
+}
+
 std::shared_ptr<VideoPlatform> videoPlatform() {
   MutexLock lock(current().mutex);
   if (current().installed) return current().installed;

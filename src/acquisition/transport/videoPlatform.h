@@ -108,6 +108,13 @@ class SampleReceiver {
 /// Direction of an extension-unit transfer.
 enum TransferFlags : std::uint32_t { kTransferGet = 1, kTransferSet = 2 };
 
+/// Something that stands between a user and a picture.
+struct Obstacle {
+  std::string code;    ///< what it is, in one word for programs: "no-permission"
+  std::string text;    ///< what it is, for users
+  std::string remedy;  ///< what to do about it; may be empty
+};
+
 /// One opened camera. Destruction closes it.
 class VideoDevice {
  public:
@@ -147,6 +154,11 @@ class VideoPlatform {
   /// Opens device `index` of the last enumeration. `receiver` must outlive the device's `close`.
   virtual StepResult open(std::size_t index, SampleReceiver& receiver,
                           std::unique_ptr<VideoDevice>& device) = 0;
+
+  /// Why supported cameras that are plugged in are missing in the enumeration, one obstacle each.
+  virtual std::vector<Obstacle> unlistedCameras() { return {}; }
+  /// What a failed step of device `index` of the last enumeration means to a user.
+  virtual Obstacle explain(std::size_t index, const StepResult& failed);
 };
 
 /// The backend in use: an installed one, else the one that the environment variable

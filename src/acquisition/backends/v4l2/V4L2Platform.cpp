@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "acquisition/backends/v4l2/V4L2Device.h"
+#include "acquisition/backends/v4l2/diagnosis.h"
 #include "acquisition/backends/v4l2/errorText.h"
 #include "common/format.h"
 #include "core/logger.h"
@@ -37,11 +38,7 @@ transport::StepResult V4L2Platform::enumerate(std::vector<transport::DeviceRecor
 transport::StepResult V4L2Platform::open(std::size_t index, transport::SampleReceiver& receiver,
                                          std::unique_ptr<transport::VideoDevice>& device) {
   VideoNode place;
-  {
-    MutexLock lock(mutex);
-    if (index >= enumerated.size()) return {-EINVAL, transport::step::kActivate};
-    place = enumerated[index];
-  }
+  if (!nodeOf(index, place)) return {-EINVAL, transport::step::kActivate};
   const int descriptor = calls->openNode(place.devicePath);
   if (descriptor < 0) {
     const std::int32_t status = statusOf(descriptor);
@@ -53,6 +50,21 @@ transport::StepResult V4L2Platform::open(std::size_t index, transport::SampleRec
   device = std::make_unique<V4L2Device>(
       place, std::make_shared<OpenNode>(calls, place.devicePath, descriptor), receiver);
   return {0, transport::step::kActivate};
+}
+
+bool V4L2Platform::nodeOf(std::size_t index, VideoNode& node) {
+  MutexLock lock(mutex);
+  if (index >= enumerated.size()) return false;
+  node = enumerated[index];
+  return true;
+}
+
+std::vector<transport::Obstacle> V4L2Platform::unlistedCameras() { return camerasWithoutNode(*calls); }
+
+transport::Obstacle V4L2Platform::explain(std::size_t index, const transport::StepResult& failed) {
+  VideoNode node;
+  if (!nodeOf(index, node)) return VideoPlatform::explain(index, failed);
+  return explainFailure(*calls, node.devicePath, failed);
 }
 
 std::shared_ptr<transport::VideoPlatform> makeV4L2Platform() {

@@ -20,8 +20,12 @@ class V4L2Platform : public transport::VideoPlatform {
   transport::StepResult enumerate(std::vector<transport::DeviceRecord>& devices) override;
   transport::StepResult open(std::size_t index, transport::SampleReceiver& receiver,
                              std::unique_ptr<transport::VideoDevice>& device) override;
+  std::vector<transport::Obstacle> unlistedCameras() override;
+  transport::Obstacle explain(std::size_t index, const transport::StepResult& failed) override;
 
  private:
+  bool nodeOf(std::size_t index, VideoNode& node) EXCLUDES(mutex);
+
   const std::shared_ptr<SystemCalls> calls;
   Mutex mutex;
   std::vector<VideoNode> enumerated GUARDED_BY(mutex);
