@@ -71,6 +71,11 @@ bool imageAcquisition::loadPolynomials(const CalibrationPlaces& places) {
   float lowestK = 0.0f, highestK = 0.0f;
   std::string formula;
   if (!loadPFFCMetadata(lowestK, highestK, formula, metadata)) return false;
+  const PolynomialModel model = polynomialModel(formula);
+  if (model == PolynomialModel::unknown) {
+    logger::error(format("'{:s}' names no known formula", metadata), LOG_HERE);
+    return false;
+  }
   std::vector<ffcPixelPolyfit> table(std::size_t{device.width} * device.height);
   if (!calibration::loadPFFCGain(table.data(), formula, device.width, device.height,
                                  places.file("pffc", ".gpffc")) ||
@@ -78,9 +83,9 @@ bool imageAcquisition::loadPolynomials(const CalibrationPlaces& places) {
                                    places.file("pffc", ".opffc"))) {
     return false;
   }
-  polynomials.model = polynomialModel(formula);
+  polynomials.model = model;
   polynomials.coefficients = std::move(table);
-  return polynomials.model != PolynomialModel::unknown;
+  return true;
 }
 
 bool imageAcquisition::loadFlatFieldTables() {

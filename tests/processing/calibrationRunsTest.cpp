@@ -197,9 +197,9 @@ TEST_F(CalibrationRuns, ACancelledRunPutsEverythingBack) {
   camera.shutterSilence = std::chrono::milliseconds(0);
   for (const bool begun : {false, true}) {
     data.flatField.flatFieldCorrection = true;
-    camera.requestShutterRun(40);
+    const auto run = camera.requestShutterRun(40);
     if (begun) feedTimes(2, 100);
-    camera.waitForShutterRun();  // the worker does not run, so it gives up at once
+    camera.waitForShutterRun(run);  // the worker does not run, so it gives up at once
     EXPECT_FALSE(data.calibration.shutterFFCRunning);
     EXPECT_TRUE(data.flatField.flatFieldCorrection);
     feed(100);
@@ -222,6 +222,15 @@ TEST_F(CalibrationRuns, ASecondRequestRestartsTheCount) {
   EXPECT_EQ(data.manual.frames, 2);
   EXPECT_EQ(data.manual.sums.data[0], 400u);
   EXPECT_EQ(slot0(), oldTable);
+}
+
+TEST_F(CalibrationRuns, AWaiterLeavesWithItsRunWhateverHasBegunSince) {
+  camera.shutterSilence = std::chrono::milliseconds(0);  // waiting for the next run would cancel it
+  const auto run = camera.requestShutterRun(1);
+  feed(100);
+  camera.requestShutterRun(5);
+  camera.waitForShutterRun(run);
+  EXPECT_TRUE(data.calibration.shutterFFCRunning);
 }
 
 TEST_F(CalibrationRuns, TheAutomaticCalibrationFilesWhatItSummed) {
