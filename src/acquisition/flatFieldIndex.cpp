@@ -88,7 +88,7 @@ std::string CalibrationPlaces::file(const std::string& folder, const std::string
   std::error_code failure;
   for (const std::string& name : names) {
     const std::string path = pathFor(name);
-    if (fs::exists(path, failure)) return path;
+    if (fs::is_regular_file(path, failure)) return path;
   }
   return pathFor(names.empty() ? std::string() : names.front());
 }

@@ -61,12 +61,14 @@ struct LoadedPair {
     return frames;
   }
 
-  /// Puts the tables in force; this one is left with the earlier ones.
+  /// Puts the tables in force; this one is left with the earlier ones. Slot 1 is empty with one reference:
+  /// tables of an earlier pair would have another N.
   void swapInto(processData<unsigned short>& data) {
     FlatFieldTables& tables = data.flatField.ffcTables;
+    data.tableStage.pairTarget = {};
+    data.tableStage.references.forget();
     data.slot0Low().swap(low[0].sums);
     tables.slot0High.swap(high[0].sums);
-    if (!twoReferences) return;
     tables.slot1Low.swap(low[1].sums);
     tables.slot1High.swap(high[1].sums);
   }

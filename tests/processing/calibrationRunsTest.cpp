@@ -272,6 +272,19 @@ TEST_F(CalibrationRuns, AShutterRunCancelsTheAutomaticCalibration) {
   EXPECT_FALSE(fs::exists("data"));
 }
 
+TEST_F(CalibrationRuns, AShutterRunGivenUpBeforeItBeganLeavesTheAutomaticCalibrationAlone) {
+  data.calibration.autoFFC = true;
+  data.calibration.ffcFramesToTake = 3;
+  feedTimes(2, 100);
+  ASSERT_TRUE(data.calibration.ffcCalibrating);
+  camera.waitForShutterRun(camera.requestShutterRun(5));  // the worker does not run, so it gives up at once
+  EXPECT_EQ(slot0(), oldTable);
+  feed(106);
+  EXPECT_FALSE(data.calibration.ffcCalibrating);
+  EXPECT_EQ(slot0(), (std::vector<unsigned>{306, 336, 366, 396}));
+  EXPECT_EQ(data.calibration.ffcFramesToTake, 3);
+}
+
 TEST_F(CalibrationRuns, WithoutAFileTheResultStillCounts) {
   std::ofstream("blocked").put('x');
   imageAcquisition other("blocked", false);  // a file where the directory should be

@@ -167,6 +167,7 @@ TEST_F(CalibrationFiles, WithoutFilesMostIsOff) {
   EXPECT_FALSE(hollis.getDefectivePixelsCorrection());
   EXPECT_EQ(rig.log.count("Error while opening file 'data/dpc/Marlow 3_466001359.dpc'"), 1u);
   EXPECT_EQ(rig.log.count("File 'data/Marlow 3_233.15_262.14_025_050.tco' not found"), 1u);
+  EXPECT_EQ(rig.log.count("loadThermographicCorrection()"), 2u);  // once for each camera
 }
 
 TEST_F(CalibrationFiles, ARefreshThatFindsNothingSwitchesOffAndKeepsTheTables) {
