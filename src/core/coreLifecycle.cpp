@@ -16,6 +16,7 @@
 #include "core/runtimeFlags.h"
 #include "core/settings.h"
 #include "presentation/ColorPreset.h"
+#include "presentation/overlays/overlayFonts.h"
 
 CameraList& cameraList = *new CameraList;
 
@@ -57,6 +58,7 @@ void prepare(imageAcquisition& camera) {
   logger::info("\033[0;37mInitializing colormaps", LOG_HERE);
   camera.processing.selectColorPreset(0);
   camera.loadCalibrationFiles();
+  loadOverlayFonts(camera.dataDirectory());
   if (!camera.startAcquisition()) return;
   camera.ready = true;
 }
@@ -164,6 +166,7 @@ void Core::cleanup() {
   for (auto& camera : cameraList.takeAll()) release(std::move(camera));
   logger::info("\033[1;32mDone.", LOG_HERE);
   removeViewerFiles();
+  freeOverlayFonts();
   settings::release();
   UVCConnection::refuseTransfers(false);
 }

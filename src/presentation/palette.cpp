@@ -61,8 +61,13 @@ void Palette::publish() {
     const rgb_24b color = map.lookup[v];
     (*spare)[level] = negation ? complement(color) : color;
   }
+  Colors withoutInversion;
+  for (std::size_t i = 0; i < withoutInversion.size(); i++) {
+    withoutInversion[i] = map.lookup[toneCurve.apply(static_cast<std::uint16_t>(i * kColorStep))];
+  }
   MutexLock lock(colourMutex);
   live.swap(spare);
+  plain = withoutInversion;
   current = building;
   filled = map.ready;
 }

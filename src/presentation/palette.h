@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -25,6 +27,10 @@ struct PaletteSelection {
 /// spare table, and holds the painters up only for the exchange of two pointers.
 class Palette {
  public:
+  /// One colour for every `kColorStep`-th level: 0, 257, 514, ..., 65535.
+  static constexpr std::size_t kColorStep = 257;
+  using Colors = std::array<rgb_24b, 256>;
+
   Palette() : live(std::make_unique<ColorTable>()), spare(std::make_unique<ColorTable>()) {}
   Palette(const Palette&) = delete;
   Palette& operator=(const Palette&) = delete;
@@ -51,6 +57,8 @@ class Palette {
   bool ready() const REQUIRES(colourMutex) { return filled; }
   /// The colour of every level. Valid while the mutex is held.
   const ColorTable& table() const REQUIRES(colourMutex) { return *live; }
+  /// Colours after tone curve and lookup alone, without inversion and negation.
+  const Colors& plainColors() const REQUIRES(colourMutex) { return plain; }
 
  private:
   void applyPreset(const ColorPreset& preset, int index) REQUIRES(buildMutex);
@@ -64,6 +72,7 @@ class Palette {
 
   PaletteSelection current GUARDED_BY(colourMutex);
   bool filled GUARDED_BY(colourMutex) = false;
+  Colors plain GUARDED_BY(colourMutex){};
   std::unique_ptr<ColorTable> live GUARDED_BY(colourMutex);
   std::unique_ptr<ColorTable> spare GUARDED_BY(buildMutex);  ///< no painter reads it
 };

@@ -82,6 +82,9 @@ TEST_F(CommandLine, WrongArgumentsGiveOneLineAndExitCode) {
       {{"stream", "--camera", "-1"}, 2, "--camera"},
       {{"stream", "--raw", "--colour"}, 2, "--raw"},
       {{"stream", "--preset", "1"}, 2, "--preset"},
+      {{"stream", "--overlay", "size"}, 2, "--overlay"},
+      {{"stream", "--colour", "--overlay", "size,moon"}, 2, "moon"},
+      {{"stream", "--colour", "--json", "--overlay", "positions"}, 2, "positions"},
       {{"stream", "--simulate", "bramble6", "--colour", "--preset", "99"}, 2, "preset 99"},
       {{"info", "--dump"}, 2, "--dump"},
       {{"measure"}, 2, "--at"},
@@ -212,6 +215,20 @@ TEST_F(CommandLine, ColourFramesLandInPngFiles) {
     EXPECT_EQ(line["min"], *std::min_element(pixels.begin(), pixels.end()));
     EXPECT_EQ(line["max"], *std::max_element(pixels.begin(), pixels.end()));
   }
+}
+
+TEST_F(CommandLine, OverlaysAreDrawnAndKeepOutOfJson) {
+  const auto streamWith = [&](const std::string& words, const std::vector<std::string>& more) {
+    return runOmbrix(with({"stream", "--simulate", "marlow3;scene=uniform", "--colour", "--data",
+                           directory.string(), "--count", "4", "--overlay", words},
+                          more));
+  };
+  const Outcome all = streamWith("all", {"--json"});
+  ASSERT_EQ(all.exitCode, 0) << all.err;
+  EXPECT_EQ(jsonLines(all.out).size(), 4u);
+  EXPECT_EQ(jsonLines(all.out).front()["max"], 255);  // white text on the black first frame
+  const Outcome printed = streamWith("positions", {});
+  EXPECT_THAT(printed.out, HasSubstr("min 0 0\nmax 0 0\n"));
 }
 
 TEST_F(CommandLine, TemperaturesAreRightOutOfTheBox) {

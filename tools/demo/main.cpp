@@ -134,6 +134,7 @@ int run(int argc, char** argv) {
     report(result);
     models.push_back(toJson(result, plan));
     require(tools::writePng(format("{}/{}.png", out, play.model), result.colourPicture.view()));
+    require(tools::writePng(format("{}/{}-overlays.png", out, play.model), result.overlayPicture.view()));
     pictures.emplace_back(std::move(result.rawPicture), std::move(result.colourPicture));
   }
   const OmbrixSDK sdk;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <stdexcept>
+#include <utility>
 
 #include "acquisition/backends/simulated/SimulatedPlatform.h"
 #include "common/format.h"
@@ -139,6 +140,20 @@ void settle(DemoCamera& demo) {
   for (int i = 0; i < kSettlingFrames; ++i) demo.takeColour();
 }
 
+/// A colour frame with everything that can be drawn on it. Overlays cost time, so this comes after measuring.
+Picture takeOverlays(DemoCamera& demo, OmbrixSDK& sdk) {
+  for (const char* parameter :
+       {"displayTarget", "displayHistogram", "displayColorBar", "displayImageSize",
+        "displaySensorTemperature", "displayMinMax", "displayFrameRate", "displaySensorSerial"}) {
+    sdk.parseCoreParameter(parameter);
+  }
+  Picture plain = demo.result.colourPicture;
+  // The first may have been drawn before; the target is a mean of 16.
+  for (int i = 0; i < kSettlingFrames; ++i) demo.takeColour();
+  std::swap(plain, demo.result.colourPicture);
+  return plain;
+}
+
 }  // namespace
 
 ModelResult runModel(const ModelPlan& plan) {
@@ -166,6 +181,7 @@ ModelResult runModel(const ModelPlan& plan) {
 
   const auto [low, high] = demo.bounds();
   result.rawPicture = stretchLinear(demo.levels, result.width, result.height, low, high);
+  result.overlayPicture = takeOverlays(demo, sdk);
   return result;
 }
 

@@ -26,6 +26,7 @@ struct ModelResult {
   double simulatorCpuShare = 0.0;
   Picture rawPicture;  ///< the last raw frame, stretched linearly
   Picture colourPicture;
+  Picture overlayPicture;  ///< a later colour frame with every overlay
 };
 
 /// Runs the model from the SDK's start to its end. Throws std::runtime_error with one line.

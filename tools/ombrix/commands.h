@@ -29,6 +29,7 @@ struct Options {
   bool colour = false;
   unsigned long long count = 0;  ///< 0: until interrupted
   int preset = -1;               ///< -1: as opened
+  std::vector<std::string> overlays;
   std::string out;
   Point at;
   float emissivity = 1.0f;

@@ -14,6 +14,7 @@
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
+#include "tools/ombrix/overlays.h"
 
 namespace tools {
 
@@ -92,6 +93,7 @@ CLI::App* addStream(CLI::App& app, Options& options) {
   stream->add_option("--preset", options.preset, "colour preset")
       ->check(CLI::NonNegativeNumber)
       ->needs(colour);
+  tools::addOverlays(*stream, options.overlays)->needs(colour);
   stream->add_option("--out", options.out,
                      "existing directory for the frames: 16-bit PGM for raw, PNG for coloured ones");
   stream->add_flag("--json", options.json, "one JSON object per frame");
@@ -214,6 +216,7 @@ int run(int argc, char** argv) {
   }
 
   options.polynomial = calibration == "polynomial";
+  if (options.json) tools::requireSilence(options.overlays);
   if (measure->parsed()) options.at = readPoint(at);
 
   tools::logToStandardError();

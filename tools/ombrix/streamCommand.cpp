@@ -12,6 +12,7 @@
 #include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
 #include "tools/ombrix/frameFigures.h"
+#include "tools/ombrix/overlays.h"
 
 namespace tools {
 namespace {
@@ -101,6 +102,7 @@ void streamCamera(const Options& wanted, OmbrixSDK& sdk) {
   // A run's table would be loaded by everyone who uses the made-up set later.
   std::optional<PrivateData> temporary;
   if (options.madeUpData && options.controls.runFrames) options.data = temporary.emplace(options.data).path();
+  applyOverlays(options.overlays, sdk);
   const auto handle = openCamera(options, sdk);
   Ombrix& camera = *handle;
   if (options.preset >= 0) selectPreset(camera, options.preset);

@@ -8,6 +8,8 @@ namespace {
 void tabulateLevels(FrameContext& frame) {
   MappingState& mapping = frame.data.mapping;
   const LevelCounts counts{mapping.colorCounts};
+  mapping.shownLow = 0;
+  mapping.shownHigh = 65535;
   kernels::countLevels(frame.working->view(), counts);
   kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
@@ -19,6 +21,8 @@ void mapBetween(FrameContext& frame, std::uint16_t low, std::uint16_t high) {
   if (high < low) return;
   MappingState& mapping = frame.data.mapping;
   const LevelCounts counts{mapping.colorCounts};
+  mapping.shownLow = low;
+  mapping.shownHigh = high;
   kernels::mapLinear(frame.working->view(), low, high, counts);
   kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }

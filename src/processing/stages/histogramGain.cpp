@@ -8,19 +8,13 @@
 
 namespace {
 
-/// Whether the flat field of the frame makes levels stand for temperatures.
-bool radiometric(const FlatFieldState& flatField) {
-  return flatField.shutterlessCorrection && flatField.twoTableFFC &&
-         (flatField.ffcMode == 1 || flatField.ffcMode == 2);
-}
-
 /// Output levels per level that the gain control never exceeds: one of 255 grey levels per 25 mK, half the
 /// noise of these sensors. More would only show noise.
 std::int32_t steepestSlope(const processData<unsigned short>& data) {
   constexpr double kGreyLevel = 257.0;
   constexpr double kKelvin = 0.025;
   constexpr double kKelvinPerCount = 0.020;  // what an uncorrected count is worth with these sensors
-  const double kelvinPerLevel = radiometric(data.flatField)
+  const double kelvinPerLevel = data.flatField.radiometric()
                                     ? static_cast<double>(data.radiometry.rangeSpanK) / 65535.0
                                     : kKelvinPerCount;
   return std::max(truncateToI32(kGreyLevel * kelvinPerLevel / kKelvin), 1);
@@ -32,6 +26,8 @@ void mapEqualized(FrameContext& frame, float weight) {
   const ConstLevelCounts histogram{stats.histogram};
   const LevelCounts counts{mapping.colorCounts};
   const kernels::GainTable table{mapping.gainTable};
+  mapping.shownLow = stats.statsMin;
+  mapping.shownHigh = stats.statsMax;
   kernels::correctImage(frame.working->view(), histogram,
                         {stats.statsMin, stats.statsMax, weight, steepestSlope(frame.data)}, table);
   kernels::countMapped(histogram, mapping.levelShift, table, counts);

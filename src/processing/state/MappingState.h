@@ -16,6 +16,9 @@ struct MappingState {
   float minMilliKelvinPerLevel = 20.0f;  ///< band of mode 4
   float maxMilliKelvinPerLevel = 60.0f;
 
+  std::uint16_t shownLow = 0;       ///< the level that output level 0 shows, of the last mapped frame
+  std::uint16_t shownHigh = 65535;  ///< the one that 65535 shows
+
   /// Pixels per output level. The published colour histogram and the histogram panel show it.
   std::vector<std::uint32_t> colorCounts = std::vector<std::uint32_t>(kLevels);
   /// `colorCounts` with every empty entry taking the value of the one before it.

@@ -49,6 +49,9 @@ struct FlatFieldState {
   float ffcWeight = 0.0f;        ///< position between low and high table, 0 to 1
   float ffcTemperatureK = 0.0f;  ///< of the tables in use
   FlatFieldTables ffcTables;
+
+  /// Whether the flat field makes levels stand for temperatures.
+  bool radiometric() const { return shutterlessCorrection && twoTableFFC && (ffcMode == 1 || ffcMode == 2); }
 };
 
 /// A flat-field calibration: frames of a uniform scene summed into `ffcAccumulator`.
