@@ -43,6 +43,7 @@ void prepare(imageAcquisition& camera) {
   logger::info("\033[0;37mInitializing colormaps", LOG_HERE);
   camera.processing.selectColorPreset(0);
   camera.loadCalibrationFiles();
+  camera.prepareReplay();
   if (!camera.startAcquisition()) return;
   camera.ready = true;
 }

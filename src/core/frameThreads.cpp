@@ -91,6 +91,8 @@ void startTasks(Cycle& cycle) {
       } else {
         cycle.pause = std::min(cycle.pause, wait);
       }
+    } else if (camera.replaying) {
+      cycle.pause = std::min(cycle.pause, camera.untilNextPage());
     }
   }
 }
@@ -145,14 +147,15 @@ bool colorFrameWanted(const imageAcquisition& camera) {
 /// Processes and publishes the raw frame that was just fetched. True when something was published.
 bool processAndPublish(const Core::processThreadData& data) REQUIRES(frameMutex) {
   imageAcquisition& camera = *data.acquisition;
+  camera.followDumpSetting();
   if (!process(&camera)) return false;
   const std::uint64_t number = camera.delivered.number;
   const std::uint64_t previousStampUs = camera.rawFrame.stampUs;
   publish(camera.rawFrame, number, camera.processing.statistics.histogram);
   updatePublicationRate(camera, previousStampUs);
-  if (colorFrameWanted(camera) && colorize(&camera, data.displayWidth, data.displayHeight)) {
-    publish(camera.colorFrame, number, camera.processing.mapping.colorCounts);
-  }
+  const bool colored = colorFrameWanted(camera) && colorize(&camera, data.displayWidth, data.displayHeight);
+  if (colored) publish(camera.colorFrame, number, camera.processing.mapping.colorCounts);
+  camera.offerSnapshots(colored);
   return true;
 }
 
@@ -175,7 +178,7 @@ void Core::workerThreadProc() {
 void Core::processThreadProc(processThreadData data) {
   logger::debug(kEntered, LOG_HERE);
   imageAcquisition& camera = *data.acquisition;
-  if (!camera.replaying && !camera.waitImage(camera.processing.rawImage, 0)) return;
+  if (!camera.waitImage(camera.processing.rawImage, 0)) return;
   if (workerRunningFlag && wantsFrames(camera)) {
     camera.listPosition = data.position;
     bool published = false;
