@@ -1,13 +1,13 @@
 // The calibration files of a camera, when it is opened, and the switches that follow from them.
 
 #include <chrono>
-#include <filesystem>
 
 #include "acquisition/imageAcquisition.h"
 #include "calibration/badPixels.h"
 #include "calibration/ffcFile.h"
 #include "calibration/polynomialFiles.h"
 #include "calibration/thermographicFile.h"
+#include "common/fileBytes.h"
 #include "common/format.h"
 #include "core/logger.h"
 #include "core/settings.h"
@@ -23,11 +23,6 @@ constexpr int kReferencesC[] = {25, 50};
 std::int64_t monotonicUs() {
   using namespace std::chrono_literals;
   return static_cast<std::int64_t>(std::chrono::steady_clock::now().time_since_epoch() / 1us);
-}
-
-bool exists(const std::string& path) {
-  std::error_code failure;
-  return std::filesystem::exists(path, failure);
 }
 
 /// Models whose last pixel carries the sensor temperature.
@@ -51,7 +46,7 @@ bool imageAcquisition::loadManualTable(const CalibrationPlaces& places) {
   std::uint16_t frames = 0;
   float temperature = 0.0f;
   manual.frames = 0;
-  if (!exists(path)) return false;  // no shutter run has been made yet
+  if (!regularFileSize(path)) return false;  // no shutter run has been made yet
   if (!calibration::peekFFC(path, device.width, device.height, frames, temperature)) {
     logger::error(format("'{:s}' is no flat-field table of this camera", path), LOG_HERE);
     return false;
@@ -67,10 +62,15 @@ bool imageAcquisition::loadPolynomials(const CalibrationPlaces& places) {
   auto& polynomials = processing.polynomials;
   polynomials = {};
   const std::string metadata = places.file("pffc", ".pffc");
-  if (!exists(metadata)) return false;  // most cameras have none
+  if (!regularFileSize(metadata)) return false;  // most cameras have none
   float lowestK = 0.0f, highestK = 0.0f;
   std::string formula;
   if (!loadPFFCMetadata(lowestK, highestK, formula, metadata)) return false;
+  const PolynomialModel model = polynomialModel(formula);
+  if (model == PolynomialModel::unknown) {
+    logger::error(format("'{:s}' names no known formula", metadata), LOG_HERE);
+    return false;
+  }
   std::vector<ffcPixelPolyfit> table(std::size_t{device.width} * device.height);
   if (!calibration::loadPFFCGain(table.data(), formula, device.width, device.height,
                                  places.file("pffc", ".gpffc")) ||
@@ -78,9 +78,9 @@ bool imageAcquisition::loadPolynomials(const CalibrationPlaces& places) {
                                    places.file("pffc", ".opffc"))) {
     return false;
   }
-  polynomials.model = polynomialModel(formula);
+  polynomials.model = model;
   polynomials.coefficients = std::move(table);
-  return polynomials.model != PolynomialModel::unknown;
+  return true;
 }
 
 bool imageAcquisition::loadFlatFieldTables() {
@@ -92,7 +92,6 @@ bool imageAcquisition::loadFlatFieldTables() {
 }
 
 bool imageAcquisition::loadThermographicCorrection(imageAcquisition* acquisition, const std::string& path) {
-  logger::debug("loadThermographicCorrection()", LOG_HERE);
   auto& table = acquisition->processing.radiometry.thermographicTable;
   table.resize(calibration::kThermographicEntries);
   for (std::size_t level = 0; level < table.size(); ++level) table[level] = static_cast<std::uint16_t>(level);

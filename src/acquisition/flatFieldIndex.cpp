@@ -88,7 +88,7 @@ std::string CalibrationPlaces::file(const std::string& folder, const std::string
   std::error_code failure;
   for (const std::string& name : names) {
     const std::string path = pathFor(name);
-    if (fs::exists(path, failure)) return path;
+    if (fs::is_regular_file(path, failure)) return path;
   }
   return pathFor(names.empty() ? std::string() : names.front());
 }
@@ -98,9 +98,11 @@ FlatFieldIndex scanFlatFieldTables(const CalibrationPlaces& places) {
   const auto at50 = findTables("050", places);
   FlatFieldIndex index;
   index.points = commonPoints(at25, at50);
-  if (!index.points.empty()) return index;
-  for (const TableFile& file : at25.empty() ? at50 : at25)
-    index.points.push_back({file.temperatureC, file.path, ""});
+  if (index.points.empty()) {
+    for (const TableFile& file : at25.empty() ? at50 : at25)
+      index.points.push_back({file.temperatureC, file.path, ""});
+  }
+  for (const auto& point : index.points) index.temperatures.push_back(point.temperatureC);
   return index;
 }
 

@@ -36,8 +36,9 @@ struct FlatFieldIndex {
   };
 
   std::vector<Point> points;        ///< coldest first
+  std::vector<float> temperatures;  ///< of the points, for `chooseTables`, which frames may ask one by one
   std::optional<TablePair> loaded;  ///< the pair whose tables are in memory
-  std::int64_t failedUs = 0;        ///< monotonic time of the last refresh that found no tables
+  std::int64_t failedUs = 0;        ///< monotonic time at which the folders were last found wanting
 
   bool twoReferences() const { return !points.empty() && !points.front().slot1.empty(); }
 };

@@ -111,11 +111,13 @@ class imageAcquisition {
   /// The directory of calibration files that the camera was opened with.
   const std::string& dataDirectory() const { return givenName; }
 
-  /// Starts a shutter run of `frames` (at least 1) frames; one in progress starts its count anew.
-  void requestShutterRun(std::uint16_t frames) EXCLUDES(calibrationMutex);
-  /// Waits for the end of the shutter run. Ends it itself, with the earlier correction back in force, when
-  /// the camera is being closed or has failed, or when no frame was processed for max(5 s, 10 frame periods).
-  void waitForShutterRun() EXCLUDES(calibrationMutex);
+  /// Starts a shutter run of `frames` (at least 1) frames; one in progress starts its count anew. Returns
+  /// what `waitForShutterRun` knows this run by.
+  std::uint32_t requestShutterRun(std::uint16_t frames) EXCLUDES(calibrationMutex);
+  /// Waits for the end of that run, whether or not another one has begun since. Ends it itself, with the
+  /// earlier correction back in force, when the camera is being closed or has failed, or when no frame was
+  /// processed for max(5 s, 10 frame periods).
+  void waitForShutterRun(std::uint32_t run) EXCLUDES(calibrationMutex);
 
   /// Evaluates the polynomial calibration at the current sensor temperature into the gain and offset maps, on
   /// `processingPool`. False when there is nothing to do: no polynomials of the camera's size, an unknown
@@ -173,10 +175,12 @@ class imageAcquisition {
   Mutex calibrationMutex;
   std::condition_variable calibrationCondition;
   ShutterRunSequence shutterRun GUARDED_BY(calibrationMutex);
-  /// Monotonic time of the request, then of the last processed frame of the run.
+  /// Monotonic time of the last frame processed during a run; 0 before the first.
   std::int64_t shutterProgressUs GUARDED_BY(calibrationMutex) = 0;
   bool switchBeforeRun GUARDED_BY(calibrationMutex) = false;  ///< what a cancelled run puts back
   std::chrono::milliseconds shutterSilence{5000};  ///< how long a waiter bears no frames; tests shorten it
+  /// How long after a failed table refresh the folders are looked through again; tests shorten it.
+  std::chrono::milliseconds tableScanPause{5000};
 
   std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
   std::atomic<bool> ready{false};            ///< prepared: the Core worker may process it. Set last.

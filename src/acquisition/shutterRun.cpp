@@ -20,14 +20,14 @@ std::int64_t monotonicUs() {
 
 }  // namespace
 
-void imageAcquisition::requestShutterRun(std::uint16_t frames) {
+std::uint32_t imageAcquisition::requestShutterRun(std::uint16_t frames) {
   MutexLock lock(calibrationMutex);
   // A second request keeps the switch of the time before the first one.
   const bool before = processing.flatField.flatFieldCorrection.exchange(false);
   if (!processing.calibration.shutterFFCRunning) switchBeforeRun = before;
   shutterRun.request(frames);
-  shutterProgressUs = monotonicUs();
   processing.calibration.shutterFFCRunning = true;
+  return shutterRun.runsEnded();
 }
 
 std::chrono::microseconds imageAcquisition::shutterPatience() const {
@@ -39,11 +39,14 @@ std::chrono::microseconds imageAcquisition::shutterPatience() const {
   return std::max<std::chrono::microseconds>(shutterSilence, tenPeriods);
 }
 
-void imageAcquisition::waitForShutterRun() {
+void imageAcquisition::waitForShutterRun(std::uint32_t run) {
   const auto patience = shutterPatience();
+  const std::int64_t begin = monotonicUs();
   MutexLock lock(calibrationMutex);
-  while (processing.calibration.shutterFFCRunning) {
-    const bool silent = monotonicUs() - shutterProgressUs > patience.count();
+  // Not by the running flag: whoever starts runs in a loop may have set it again before a waiter wakes.
+  while (shutterRun.runsEnded() == run) {
+    // Only frames count: requests must not keep a waiter at a dead camera.
+    const bool silent = monotonicUs() - std::max(shutterProgressUs, begin) > patience.count();
     if (silent || !ready || leaving() || isLost() || !workerRunningFlag) {
       cancelShutterRun();
       return;

@@ -80,7 +80,7 @@ bool imageAcquisition::startTransport() {
 
 void imageAcquisition::undoStart() {
   requestStop();
-  waitForWorkers();
+  stopStreaming();  // after an exception the transport may be delivering already
   ring.release();
 }
 

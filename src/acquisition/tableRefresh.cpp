@@ -13,8 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How long after a failed refresh the folders are looked through again.
-constexpr std::int64_t kScanPauseUs = 5000000;
 /// How far from the temperature they were evaluated at polynomials count as valid.
 constexpr float kPolynomialValidityC = 0.01f;
 
@@ -63,22 +61,18 @@ struct LoadedPair {
     return frames;
   }
 
-  /// Puts the tables in force; this one is left with the earlier ones.
+  /// Puts the tables in force; this one is left with the earlier ones. Slot 1 is empty with one reference:
+  /// tables of an earlier pair would have another N.
   void swapInto(processData<unsigned short>& data) {
     FlatFieldTables& tables = data.flatField.ffcTables;
+    data.tableStage.pairTarget = {};
+    data.tableStage.references.forget();
     data.slot0Low().swap(low[0].sums);
     tables.slot0High.swap(high[0].sums);
-    if (!twoReferences) return;
     tables.slot1Low.swap(low[1].sums);
     tables.slot1High.swap(high[1].sums);
   }
 };
-
-std::optional<TablePair> choose(const FlatFieldIndex& index, float temperature) {
-  std::vector<float> temperatures;
-  for (const auto& point : index.points) temperatures.push_back(point.temperatureC);
-  return chooseTables(temperatures, temperature, index.loaded);
-}
 
 }  // namespace
 
@@ -98,12 +92,21 @@ bool imageAcquisition::_updateFFC(const float& sensorTemperatureK) {
   if (flatField.ffcMode == 2) return refreshPolynomials();
 
   const std::int64_t now = monotonicUs();
-  if (flatFieldIndex.points.empty() && now - flatFieldIndex.failedUs >= kScanPauseUs)
+  if (flatFieldIndex.points.empty()) {
+    if (now - flatFieldIndex.failedUs < tableScanPause / 1us) {
+      // Too early to look again; the pause goes on from the failure, or impatient callers would extend it.
+      flatField.shutterlessCorrection = false;
+      return false;
+    }
     flatFieldIndex = scanFlatFieldTables(calibrationPlaces());
-  const auto pair = choose(flatFieldIndex, toCelsius(sensorTemperatureK, 1.0f));
+  }
+  const auto pair =
+      chooseTables(flatFieldIndex.temperatures, toCelsius(sensorTemperatureK, 1.0f), flatFieldIndex.loaded);
   if (pair && pair == flatFieldIndex.loaded) return true;
+  // A camera whose levels are radiometric needs both references; those of one would be another scale.
+  const bool complete = flatField.ffcMode != 1 || flatFieldIndex.twoReferences();
   LoadedPair tables;
-  if (!pair || !tables.load(flatFieldIndex, *pair, device.width, device.height)) {
+  if (!pair || !complete || !tables.load(flatFieldIndex, *pair, device.width, device.height)) {
     flatField.shutterlessCorrection = false;
     // What is known about the folders is no longer true; the next attempt looks again.
     flatFieldIndex = {};

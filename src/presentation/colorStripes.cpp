@@ -53,4 +53,6 @@ void paintStripes(ImageView<const std::uint16_t> levels, ImageView<rgb_24b> colo
     };
     started.tasks[s] = multithreading::startWorkerThread(processingPool, paint, "colorize");
   }
+  // This thread would only wait: it takes what no worker has taken yet.
+  if (WorkerPool* const pool = processingPool) pool->runPending();
 }

@@ -50,4 +50,6 @@ void detail::runBands(std::uint32_t tasks, std::uint32_t height, BandFunction ru
     };
     started.add(multithreading::startProcessingThread(work, name));
   }
+  // This thread would only wait: it takes what no worker has taken yet.
+  if (WorkerPool* const pool = processingPool) pool->runPending();
 }

@@ -9,6 +9,7 @@ void ShutterRunSequence::request(std::uint16_t frames) {
 bool ShutterRunSequence::cancel() {
   if (current != Phase::requested && current != Phase::summing) return false;
   current = Phase::cancelled;
+  ++ended;
   return true;
 }
 
@@ -34,5 +35,6 @@ bool ShutterRunSequence::frameSummed() {
 bool ShutterRunSequence::finish() {
   if (current != Phase::finishing) return false;
   current = Phase::idle;
+  ++ended;
   return true;
 }

@@ -31,9 +31,12 @@ class ShutterRunSequence {
   bool summing() const { return current == Phase::summing; }
   std::uint16_t framesToTake() const { return wanted; }
   std::uint16_t framesTaken() const { return taken; }
+  /// Runs that came to an end, with or without a result.
+  std::uint32_t runsEnded() const { return ended; }
 
  private:
   Phase current = Phase::idle;
   std::uint16_t wanted = 0;
   std::uint16_t taken = 0;
+  std::uint32_t ended = 0;
 };

@@ -35,8 +35,8 @@ void Ombrix::runFFC(const bool& wait, const int& frameCount) {
     logger::warning(format("A flat-field run of {:d} frames takes none, not started", frameCount), LOG_HERE);
     return;
   }
-  camera->requestShutterRun(frames);
-  if (wait) camera->waitForShutterRun();
+  const std::uint32_t run = camera->requestShutterRun(frames);
+  if (wait) camera->waitForShutterRun(run);
 }
 
 void Ombrix::setDefectivePixelsCorrection(const bool& on) {

@@ -197,9 +197,9 @@ TEST_F(CalibrationRuns, ACancelledRunPutsEverythingBack) {
   camera.shutterSilence = std::chrono::milliseconds(0);
   for (const bool begun : {false, true}) {
     data.flatField.flatFieldCorrection = true;
-    camera.requestShutterRun(40);
+    const auto run = camera.requestShutterRun(40);
     if (begun) feedTimes(2, 100);
-    camera.waitForShutterRun();  // the worker does not run, so it gives up at once
+    camera.waitForShutterRun(run);  // the worker does not run, so it gives up at once
     EXPECT_FALSE(data.calibration.shutterFFCRunning);
     EXPECT_TRUE(data.flatField.flatFieldCorrection);
     feed(100);
@@ -222,6 +222,15 @@ TEST_F(CalibrationRuns, ASecondRequestRestartsTheCount) {
   EXPECT_EQ(data.manual.frames, 2);
   EXPECT_EQ(data.manual.sums.data[0], 400u);
   EXPECT_EQ(slot0(), oldTable);
+}
+
+TEST_F(CalibrationRuns, AWaiterLeavesWithItsRunWhateverHasBegunSince) {
+  camera.shutterSilence = std::chrono::milliseconds(0);  // waiting for the next run would cancel it
+  const auto run = camera.requestShutterRun(1);
+  feed(100);
+  camera.requestShutterRun(5);
+  camera.waitForShutterRun(run);
+  EXPECT_TRUE(data.calibration.shutterFFCRunning);
 }
 
 TEST_F(CalibrationRuns, TheAutomaticCalibrationFilesWhatItSummed) {
@@ -261,6 +270,19 @@ TEST_F(CalibrationRuns, AShutterRunCancelsTheAutomaticCalibration) {
   EXPECT_EQ(data.manual.frames, 2);
   EXPECT_EQ(slot0(), oldTable);
   EXPECT_FALSE(fs::exists("data"));
+}
+
+TEST_F(CalibrationRuns, AShutterRunGivenUpBeforeItBeganLeavesTheAutomaticCalibrationAlone) {
+  data.calibration.autoFFC = true;
+  data.calibration.ffcFramesToTake = 3;
+  feedTimes(2, 100);
+  ASSERT_TRUE(data.calibration.ffcCalibrating);
+  camera.waitForShutterRun(camera.requestShutterRun(5));  // the worker does not run, so it gives up at once
+  EXPECT_EQ(slot0(), oldTable);
+  feed(106);
+  EXPECT_FALSE(data.calibration.ffcCalibrating);
+  EXPECT_EQ(slot0(), (std::vector<unsigned>{306, 336, 366, 396}));
+  EXPECT_EQ(data.calibration.ffcFramesToTake, 3);
 }
 
 TEST_F(CalibrationRuns, WithoutAFileTheResultStillCounts) {

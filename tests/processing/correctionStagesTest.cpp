@@ -162,6 +162,37 @@ TEST_F(CorrectionStages, WeightsAndPairTargetsFollowTheTables) {
   EXPECT_EQ(after(applyFlatField, 16400), 17200);
 }
 
+// 65 K above the range's start in front of 25 degC, 250 levels per kelvin. What the correction keeps of the
+// pixels must not outlive what it was made from.
+TEST_F(CorrectionStages, KeptReferencesFollowTheTables) {
+  flatField.ffcMode = 1;
+  flatField.ffcWeight = 0.0f;
+  const auto expectLevel = [this](std::uint16_t raw, int level) {
+    EXPECT_NEAR(after(applyFlatField, raw), level, 1) << raw;
+    EXPECT_NEAR(after(applyFlatField, raw), level, 1) << raw << " again";
+  };
+  expectLevel(kRaw, 16875);
+  flatField.ffcWeight = 1.0f;
+  expectLevel(9000, 16250);
+  data.radiometry.rangeMinK += 10.0f;
+  expectLevel(9000, 13750);
+  data.radiometry.rangeSpanK *= 2.0f;
+  expectLevel(9000, 6875);
+  data.radiometry.rangeSpanK *= 0.5f;
+  flatField.ffcWeight = 0.0f;
+  image<unsigned int> loaded(4, 3);
+  fill(loaded, 8100u * 32);
+  data.slot0Low().swap(loaded);
+  expectLevel(8100, 13750);
+  data.calibration.ffcCalibrating = true;
+  after(applyFlatField, kRaw);
+  fill(data.slot0Low(), 8200u * 32);
+  data.calibration.ffcCalibrating = false;
+  expectLevel(8200, 13750);
+  data.calibration.ffcFramesToTake = 16;
+  expectLevel(16400, 13750);
+}
+
 TEST_F(CorrectionStages, ThermographicTableIsGated) {
   auto& radiometry = data.radiometry;
   radiometry.thermographicTable.resize(65536);
@@ -173,9 +204,36 @@ TEST_F(CorrectionStages, ThermographicTableIsGated) {
   EXPECT_EQ(after(correctTemperatures, 65535), 0);
   flatField.shutterlessCorrection = false;
   EXPECT_EQ(after(correctTemperatures, 100), 100);
-  flatField.shutterlessCorrection = true;
+  flatField.shutterlessCorrection = data.calibration.ffcCalibrating = true;
+  EXPECT_EQ(after(correctTemperatures, 100), 100);
+  data.calibration.ffcCalibrating = false;
+  EXPECT_EQ(after(correctTemperatures, 100), 65435);
   radiometry.thermographicTable.resize(65535);
   EXPECT_EQ(after(correctTemperatures, 100), 100);
+}
+
+// A table at level 8000 of 8 frames, kept at 7000: a level of 8064 becomes 7064.
+TEST_F(CorrectionStages, TheManualTableIsGated) {
+  ManualTable& manual = data.manual;
+  const auto reset = [&] {
+    flatField.flatFieldCorrection = true;
+    manual.sums.allocate(4, 3);
+    fill(manual.sums, 8000u * 8);
+    manual.frames = 8;
+    manual.mean = 7000;
+  };
+  reset();
+  flatField.shutterlessCorrection = false;  // a switch of other stages
+  EXPECT_EQ(after(applyManualFlatField, kRaw), 7064);
+  const std::function<void()> changes[] = {[this] { flatField.flatFieldCorrection = false; },
+                                           [&] { manual.frames = 0; }, [&] { manual.sums.release(); },
+                                           [&] { manual.sums.allocate(4, 4); },
+                                           [&] { manual.sums.allocate(3, 4); }};
+  for (const auto& change : changes) {
+    reset();
+    change();
+    EXPECT_EQ(after(applyManualFlatField, kRaw), kRaw) << "change " << &change - changes;
+  }
 }
 
 TEST_F(CorrectionStages, TheTemperatureWordIsRepairedWithTheDefects) {
@@ -214,6 +272,9 @@ TEST_F(CorrectionStages, TheRunningAverageStartsWithAPicture) {
   data.calibration.shutterFFCRunning = true;
   EXPECT_EQ(after(filterTemporally, 900, 6), 900);
   data.calibration.shutterFFCRunning = false;
+  data.calibration.ffcCalibrating = true;
+  EXPECT_EQ(after(filterTemporally, 900, 6), 900);
+  data.calibration.ffcCalibrating = false;
   output.temporalFiltering = 0.0f;
   EXPECT_EQ(after(filterTemporally, 900, 7), 900);
   output.temporalFiltering = 1.0f;

@@ -52,6 +52,13 @@ Levels pixelsOf(const image<unsigned short>& picture) {
   return {picture.data, picture.data + picture.pixelCount()};
 }
 
+/// Room for what the two-reference correction keeps.
+struct Kept {
+  explicit Kept(std::size_t pixels) : levels(pixels), gains(pixels) {}
+  std::vector<float> levels, gains;
+  kernels::PixelReferences references{levels, gains};
+};
+
 std::uint16_t limited(long long value) {
   return static_cast<std::uint16_t>(value <= 0 ? 0 : value >= 65535 ? 65535 : value);
 }
@@ -178,15 +185,16 @@ TEST(FlatFieldTables, TwoReferencesGiveTemperatures) {
   const Sums low25(8, 8000 * 32), high25(8, 9000 * 32), low50(8, 8640 * 32), high50(8, 9800 * 32);
   for (const Case& c : cases) {
     Levels levels(8, c.raw);
+    Kept kept(8);
     kernels::correctWithReferences(row(levels), {row(low25), row(high25), row(low50), row(high50)}, frames,
-                                   c.weight, 233.15f, 262.14f);
+                                   c.weight, 233.15f, 262.14f, kept.references);
     EXPECT_EQ(levels, Levels(8, c.expected)) << c.weight << " " << c.raw;
   }
   // No difference between the references: no temperature, and no invented one.
   Levels blind{7999, 8000, 8001};
   const Sums same(3, 8000 * 32);
   kernels::correctWithReferences(row(blind), {row(same), row(same), row(same), row(same)}, frames, 0.0f,
-                                 233.15f, 262.14f);
+                                 233.15f, 262.14f, Kept(3).references);
   EXPECT_EQ(blind, (Levels{0, 0, 65535}));
 }
 
@@ -211,9 +219,14 @@ TEST(FlatFieldTables, TwoReferencesMatchThePlainLoop) {
                            : r >= 65535.0f            ? std::uint16_t{65535}
                                                       : static_cast<std::uint16_t>(r));
       }
+      const Levels raw = pixelsOf(frame);
+      Kept kept(raw.size());
       kernels::correctWithReferences(frame.view(), {t1.view(), t3.view(), t2.view(), t4.view()}, frames, w,
-                                     233.15f, 262.14f);
+                                     233.15f, 262.14f, kept.references);
       EXPECT_EQ(pixelsOf(frame), expected) << size.width << " " << frames;
+      std::copy(raw.begin(), raw.end(), frame.data);
+      kernels::correctWithReferences(frame.view(), kept.references, 262.14f);
+      EXPECT_EQ(pixelsOf(frame), expected) << "again, " << size.width << " " << frames;
     }
   }
 }

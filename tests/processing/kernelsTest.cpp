@@ -94,6 +94,25 @@ TEST(FrameMeasurement, MeanIsThatOfTheSequentialSinglePrecisionSum) {
   }
 }
 
+// Levels that lie half-way between the values a sum can take are rounded to the even side, which depends on
+// the sum so far; multiples of 32 are such halves all the way up to sums of 2^30.
+TEST(FrameMeasurement, MeanFollowsTheSequentialSumThroughTies) {
+  Counts histogram(kLevels);
+  std::mt19937 random(5);
+  for (int round = 0; round < 60; ++round) {
+    image<unsigned short> picture(static_cast<std::uint16_t>(1 + random() % 700),
+                                  static_cast<std::uint16_t>(1 + random() % 500));
+    const unsigned spacing = 1u << random() % 12, base = static_cast<unsigned>(random() % 65536);
+    float sum = 0.0f;
+    for (std::size_t i = 0; i < picture.pixelCount(); ++i) {
+      picture.data[i] = static_cast<std::uint16_t>((base + random() % 1024) / spacing * spacing);
+      sum += static_cast<float>(picture.data[i]);
+    }
+    const auto mean = static_cast<std::uint16_t>(sum / static_cast<float>(picture.pixelCount()));
+    ASSERT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}).mean, mean);
+  }
+}
+
 TEST(LinearMapping, MatchesThePlainLoop) {
   const struct {
     std::uint16_t low;

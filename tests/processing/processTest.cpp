@@ -9,6 +9,7 @@
 #include "acquisition/imageAcquisition.h"
 #include "core/settings.h"
 #include "support/LogCapture.h"
+#include "support/allocationCounter.h"
 #include "support/workingFolder.h"
 
 namespace {
@@ -231,15 +232,88 @@ TEST_F(Process, GapsAreReportedWithinADump) {
   }
 }
 
-TEST_F(Process, ShowsRawRangeAndTestPatternWhenAsked) {
-  LogCapture log;
+TEST_F(Process, ShowsTheRawRangeOfTheRepairedFrameWhenAsked) {
+  const LogCapture log(logger::verbosityWarnings);
+  camera.processing.defects.defectivePixelsCorrection = true;
+  camera.processing.defects.list = {{1, 0}};
+  const Levels levels{300, 9, 200, 250, 260, 270, 280, 310};
+  ASSERT_TRUE(feed(levels, 1));
+  EXPECT_TRUE(log.lines().empty()) << log.text();
   ASSERT_TRUE(settings::inst()->parseParam("printAcqRawMinMax"));
+  ASSERT_TRUE(feed(levels, 2));
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_TRUE(log.contains("200 310")) << log.text();
+}
+
+TEST_F(Process, TheTestPatternReplacesAllThatCameBefore) {
   ASSERT_TRUE(settings::inst()->parseParam("testPattern"));
   ASSERT_TRUE(settings::inst()->parseParam("splitDemo"));
-  ASSERT_TRUE(feed({300, 100, 200}, 2));
-  EXPECT_TRUE(log.contains("100 300"));
+  ASSERT_TRUE(feed({300, 100, 200}, 66));  // 66 * 1024 is 2048 beyond 65536
   EXPECT_EQ(output(), (Levels{2048, 2048, 2048, 2048, 2048, 2049, 2050, 2051}));
   EXPECT_EQ(pixels(camera.processing.splitImage), pixels(camera.processing.zoomImage));
 }
+
+/// Switches every stage on.
+void useEveryStage(processData<unsigned short>& data, std::uint16_t width, std::uint16_t height) {
+  data.allocate(width, height);
+  data.defects.defectivePixelsCorrection = true;
+  for (int i = 0; i < 2000; ++i) data.defects.list.emplace_back(i % width, i / width);
+  data.flatField.shutterlessCorrection = true;
+  data.radiometry.radiometricCorrection = true;
+  data.radiometry.thermographicTable.assign(kLevels, 5000);
+  data.destriping.columnDestripingPasses = data.destriping.rowDestripingPasses = 2;
+  data.mapping.levelCompensation = true;
+  data.mapping.mappingMode = 3;
+  data.output.temporalFiltering = 0.5f;
+  data.output.zoomFactor = 1.5f;
+  data.output.spatialFiltering = true;
+}
+
+// A pass over 307,200 pixels takes more than a microsecond on any machine, and times are truncated: a stage
+// that is timed twice, or whose time starts too early, makes the sum exceed the whole.
+TEST_F(Process, StagesAreTimedWhileProfiling) {
+  StageTimes& times = camera.processing.stageTimes;
+  float StageTimes::*const stages[] = {
+      &StageTimes::flatFieldMs,         &StageTimes::columnDestripingMs, &StageTimes::rowDestripingMs,
+      &StageTimes::thermographicMs,     &StageTimes::defectivePixelsMs,  &StageTimes::statisticsMs,
+      &StageTimes::levelCompensationMs, &StageTimes::gainControlMs,      &StageTimes::temporalFilterMs,
+      &StageTimes::resamplingMs,        &StageTimes::filteringMs,
+  };
+  useEveryStage(camera.processing, 640, 480);
+  times.processingMs = 0.0f;
+  for (const auto& stage : stages) times.*stage = -1.0f;
+  ASSERT_TRUE(feed({5000, 5020}, 1));
+  EXPECT_GT(times.processingMs, 0.0f);
+  for (const auto& stage : stages) EXPECT_EQ(times.*stage, -1.0f) << "stage " << &stage - stages;
+
+  ASSERT_TRUE(settings::inst()->parseParam("profiling"));
+  ASSERT_TRUE(feed({5200, 5220}, 2));
+  double sum = 0.0;
+  for (const auto& stage : stages) {
+    EXPECT_GT(times.*stage, 0.0f) << "stage " << &stage - stages;
+    sum += static_cast<double>(times.*stage);
+  }
+  EXPECT_LE(sum, static_cast<double>(times.processingMs) + 1e-3);
+}
+
+#if !OMBRIX_SANITIZED
+TEST_F(Process, FramesAllocateNothing) {
+  const LogCapture quiet(logger::verbosityErrors);
+  useEveryStage(camera.processing, 160, 120);
+  camera.processing.output.rotationDegrees = 30.0f;
+  std::uint64_t number = 0;
+  const Levels levels{5000, 5020, 5040};
+  for (const bool withDefects : {true, false}) {
+    if (!withDefects) {  // a map that marks none
+      camera.processing.defects.list.clear();
+      camera.processing.defects.defectNeighbourTable = {};
+    }
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(feed(levels, ++number));
+    const std::uint64_t before = allocationCount();
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(feed(levels, ++number));
+    EXPECT_EQ(allocationCount(), before) << withDefects;
+  }
+}
+#endif
 
 }  // namespace

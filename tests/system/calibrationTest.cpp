@@ -12,6 +12,7 @@
 #include "acquisition/flatFieldIndex.h"
 #include "calibration/ffcFile.h"
 #include "support/SdkRig.h"
+#include "support/allocationCounter.h"
 #include "support/waitFor.h"
 
 namespace fs = std::filesystem;
@@ -44,6 +45,13 @@ class CalibrationFiles : public testing::Test {
   }
   static void writeMarlow(const std::string& path, float temperature, std::uint16_t frames, unsigned level) {
     writeTable(path, temperature, frames, level, 320, 240);
+  }
+  /// Tables for 10, 20 and 30 degrees, of level 4010, 4020 and 4030, 8 frames each.
+  static void writeReference(const std::string& folder) {
+    for (const int t : {10, 20, 30}) {
+      writeMarlow("data/" + folder + "/Marlow 3_466001359_" + std::to_string(t) + ".ffc",
+                  static_cast<float>(t), 8, 4000 + unsigned(t));
+    }
   }
 
   const fs::path before = fs::current_path();
@@ -159,13 +167,11 @@ TEST_F(CalibrationFiles, WithoutFilesMostIsOff) {
   EXPECT_FALSE(hollis.getDefectivePixelsCorrection());
   EXPECT_EQ(rig.log.count("Error while opening file 'data/dpc/Marlow 3_466001359.dpc'"), 1u);
   EXPECT_EQ(rig.log.count("File 'data/Marlow 3_233.15_262.14_025_050.tco' not found"), 1u);
+  EXPECT_EQ(rig.log.count("loadThermographicCorrection()"), 2u);  // once for each camera
 }
 
 TEST_F(CalibrationFiles, ARefreshThatFindsNothingSwitchesOffAndKeepsTheTables) {
-  const auto name = [](int temperature) {
-    return "data/025/Marlow 3_466001359_" + std::to_string(temperature) + ".ffc";
-  };
-  for (const int t : {10, 20, 30}) writeMarlow(name(t), static_cast<float>(t), 8, 4000 + unsigned(t));
+  writeReference("025");
   SdkRig rig("marlow3;scene=coded;step=on;fpa=25");
   Ombrix camera(0);
   imageAcquisition& acquisition = SdkRig::acquisition(0);
@@ -177,11 +183,51 @@ TEST_F(CalibrationFiles, ARefreshThatFindsNothingSwitchesOffAndKeepsTheTables) {
   EXPECT_EQ(data.ffcAccumulator.data[5], 8u * 4010);
   EXPECT_FALSE(acquisition._updateFFC(kNan));
   EXPECT_TRUE(data.flatField.shutterlessCorrection);
-  fs::remove(name(30));
+  fs::remove("data/025/Marlow 3_466001359_30.ffc");
   EXPECT_FALSE(acquisition._updateFFC(298.15f));
   EXPECT_FALSE(data.flatField.shutterlessCorrection);
   EXPECT_EQ(data.ffcAccumulator.data[5], 8u * 4010);  // the last good tables stay
   EXPECT_FALSE(acquisition._updateFFC(288.15f)) << "within 5 s nothing is looked for";
+}
+
+TEST_F(CalibrationFiles, AFailedRefreshLooksAgainAfterItsPauseHoweverOftenItIsAsked) {
+  writeReference("025");
+  SdkRig rig("marlow3;scene=coded;step=on;fpa=25");
+  Ombrix camera(0);
+  imageAcquisition& acquisition = SdkRig::acquisition(0);
+  acquisition.tableScanPause = std::chrono::milliseconds(200);
+  fs::remove_all("data/025");
+  FairLock lock(frameMutex);
+  const auto failed = std::chrono::steady_clock::now();
+  EXPECT_FALSE(acquisition._updateFFC(288.15f));
+  writeReference("025");
+  // As by an application that keeps switching the correction on.
+  EXPECT_TRUE(waitFor([&] { return acquisition._updateFFC(288.15f); }));
+  EXPECT_GE(std::chrono::steady_clock::now() - failed, acquisition.tableScanPause);
+  EXPECT_EQ(acquisition.processing.ffcAccumulator.data[5], 8u * 4010);
+  // Colder than all tables: every frame asks, and the answer is free.
+#if !OMBRIX_SANITIZED
+  const std::uint64_t allocations = allocationCount();
+  EXPECT_TRUE(acquisition._updateFFC(258.15f));
+  EXPECT_EQ(allocationCount(), allocations);
+#endif
+}
+
+TEST_F(CalibrationFiles, OneReferenceDoesNotStandInForTwo) {
+  writeReference("025");
+  writeReference("050");
+  SdkRig rig("marlow3;scene=coded;step=on;fpa=25");
+  Ombrix camera(0);
+  imageAcquisition& acquisition = SdkRig::acquisition(0);
+  acquisition.tableScanPause = std::chrono::milliseconds(0);
+  fs::remove_all("data/050");
+  FairLock lock(frameMutex);
+  EXPECT_FALSE(acquisition._updateFFC(288.15f)) << "the table that was known is gone";
+  EXPECT_FALSE(acquisition._updateFFC(288.15f)) << "the other one's levels are no temperatures";
+  EXPECT_EQ(acquisition.processing.ffcAccumulator.data[5], 8u * 4020);
+  writeReference("050");
+  EXPECT_TRUE(acquisition._updateFFC(288.15f));
+  EXPECT_EQ(acquisition.processing.ffcAccumulator.data[5], 8u * 4010);
 }
 
 TEST_F(CalibrationFiles, AShutterRunOnLiveFramesReturnsWithItsTable) {
@@ -195,9 +241,11 @@ TEST_F(CalibrationFiles, AShutterRunOnLiveFramesReturnsWithItsTable) {
   for (const int none : {0, 65536, -65536}) camera.runFFC(true, none);
   EXPECT_EQ(rig.log.count("takes none, not started"), 3u);
   EXPECT_FALSE(SdkRig::acquisition(0).processing.calibration.shutterFFCRunning);
-  camera.runFFC(false, -1);  // 65,535 frames
-  EXPECT_TRUE(SdkRig::acquisition(0).processing.calibration.shutterFFCRunning);
-  camera.runFFC(true, 4);
+  std::thread longer([&] { camera.runFFC(true, -1); });  // 65,535 frames
+  EXPECT_TRUE(
+      waitFor([&] { return SdkRig::acquisition(0).processing.calibration.shutterFFCRunning.load(); }));
+  camera.runFFC(true, 4);  // starts the count anew, for both
+  longer.join();
   EXPECT_TRUE(camera.getFFC());
 }
 
@@ -209,12 +257,21 @@ TEST_F(CalibrationFiles, AWaiterLeavesACameraThatGivesNoFrames) {
   camera.runFFC(true, 8);  // no sample ever comes
   EXPECT_TRUE(camera.getFFC()) << "what was in force is again";
   EXPECT_EQ(rig.log.count("ended without a result"), 1u);
+  // Nor do others hold it there that keep asking.
+  std::atomic<bool> left{false};
+  std::thread impatient([&] {
+    while (!left) camera.runFFC(false, 8);
+  });
+  camera.runFFC(true, 8);
+  left = true;
+  impatient.join();
 }
 
 TEST_F(CalibrationFiles, WaitersLeaveWhenTheCameraOrTheSdkGoes) {
   for (const bool unplugged : {true, false}) {
     SdkRig rig("marlow3;scene=uniform;rate=100");
     Ombrix camera(0);
+    SdkRig::acquisition(0).shutterSilence = std::chrono::hours(1);  // no way out for a waiter
     std::atomic<int> left{0};
     const auto wait = [&] {
       camera.runFFC(true, 60000);

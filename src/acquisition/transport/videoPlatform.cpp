@@ -11,13 +11,17 @@
 #include "common/mutex.h"
 #include "core/logger.h"
 
+#if defined(__linux__)
+#include "acquisition/backends/v4l2/V4L2Platform.h"
+#endif
+
 namespace transport {
 namespace {
 
 constexpr std::int32_t kStatusNotSupported = -95;  // -EOPNOTSUPP
 
 /// Stands in where no backend for real cameras is built in: starts, and finds nothing.
-class NoCamerasPlatform : public VideoPlatform {
+class [[maybe_unused]] NoCamerasPlatform : public VideoPlatform {
  public:
   StepResult start() override {
     if (!told.exchange(true)) logger::info("No video backend for real cameras is built in", LOG_HERE);
@@ -54,15 +58,24 @@ struct Backend {
   std::shared_ptr<VideoPlatform> (*make)();
 };
 
-/// The backends built in; for real cameras first, since the first such one is the platform's own.
+/// The backends built in.
 const std::vector<Backend>& builtInBackends() {
   static const std::vector<Backend> backends = {
-      {"simulated", [] { return simulation::makeSimulatedPlatform(); }},
+#if defined(__linux__)
+    {"v4l2", [] { return v4l2::makeV4L2Platform(); }},
+#endif
+    {"simulated", [] { return simulation::makeSimulatedPlatform(); }},
   };
   return backends;
 }
 
-std::shared_ptr<VideoPlatform> ownPlatform() { return std::make_shared<NoCamerasPlatform>(); }
+std::shared_ptr<VideoPlatform> ownPlatform() {
+#if defined(__linux__)
+  return v4l2::makeV4L2Platform();
+#else
+  return std::make_shared<NoCamerasPlatform>();
+#endif
+}
 
 std::string environment(const char* name) {
   const char* const value = std::getenv(name);

@@ -4,11 +4,13 @@
 #include <cstddef>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 
 namespace kernels {
 
 namespace {
 
+OMBRIX_VECTORISED
 std::uint32_t clippedSum(ConstLevelCounts counts, std::uint32_t limit) {
   std::uint32_t sum = 0;
   for (const std::uint32_t count : counts) sum += std::min(count, limit);

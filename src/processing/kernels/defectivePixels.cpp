@@ -61,7 +61,7 @@ void build(const image<unsigned short>& picture, std::vector<std::pair<int, int>
     waiting.removeOne(x, y);
   }
   table.neighbours.shrink_to_fit();
-  table.built = !list.empty();
+  table.built = true;
 }
 
 void repair(image<unsigned short>& picture, bool blank, const neighbourTable& table) {
@@ -91,6 +91,6 @@ void correctDefectivePixels(image<unsigned short>& image, std::vector<std::pair<
                             const bool& blank, neighbourTable& table) {
   // Which neighbours count does not depend on pixel values, so the first pass can build first and repair
   // then.
-  if (!table.built) build(image, list, table);
+  if (!table.built && !list.empty()) build(image, list, table);
   repair(image, blank, table);
 }

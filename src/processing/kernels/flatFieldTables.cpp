@@ -1,8 +1,10 @@
 #include "processing/kernels/flatFieldTables.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 
 namespace kernels {
 
@@ -17,7 +19,7 @@ constexpr std::uint32_t kExactSums = 1u << 24;
 constexpr std::uint32_t kSignedSums = 1u << 31;
 
 /// A bound of the values; one OR per value is cheaper than a maximum.
-std::uint32_t allBits(const std::uint32_t* values, std::uint32_t count) {
+OMBRIX_INLINE std::uint32_t allBits(const std::uint32_t* values, std::uint32_t count) {
   std::uint32_t bits = 0;
   for (std::uint32_t x = 0; x < count; ++x) bits |= values[x];
   return bits;
@@ -36,7 +38,8 @@ std::uint16_t offsetPixel(std::uint16_t raw, float sum, const OffsetRule& rule) 
 
 /// For sums below kExactSums: the same results, in lanes. sumAt(x) gives whole numbers as int32.
 template <typename SumAt>
-void offsetRow(std::uint16_t* pixels, std::uint32_t width, const OffsetRule& rule, SumAt sumAt) {
+OMBRIX_INLINE void offsetRow(std::uint16_t* pixels, std::uint32_t width, const OffsetRule& rule,
+                             SumAt sumAt) {
   constexpr std::uint32_t kBeyondAnyResult = 1u << 30;
   const auto target = static_cast<std::int32_t>(std::min(rule.target, kBeyondAnyResult));
   const float frames = static_cast<float>(rule.frames);
@@ -46,6 +49,7 @@ void offsetRow(std::uint16_t* pixels, std::uint32_t width, const OffsetRule& rul
   }
 }
 
+OMBRIX_VECTORISED
 void offsetRow(std::uint16_t* pixels, const std::uint32_t* sums, std::uint32_t width,
                const OffsetRule& rule) {
   if (allBits(sums, width) < kExactSums) {
@@ -57,6 +61,7 @@ void offsetRow(std::uint16_t* pixels, const std::uint32_t* sums, std::uint32_t w
   }
 }
 
+OMBRIX_VECTORISED
 void offsetRow(std::uint16_t* pixels, const std::uint32_t* low, const std::uint32_t* high,
                std::uint32_t width, const OffsetRule& rule) {
   const float highPart = rule.weight;
@@ -80,27 +85,57 @@ struct ReferenceRule {
   float frames;
   float high, low;       ///< weights of the high and the low tables
   float aboveRangeMinK;  ///< of the 25 degC reference
-  float scale;           ///< output levels per kelvin
+  bool powerOfTwo;       ///< N is: its reciprocal is exact and multiplies in a fraction of the time
 };
 
 struct ReferenceRow {
   const std::uint32_t *low25, *high25, *low50, *high50;
 };
 
-template <typename Convert>
-void correctRow(std::uint16_t* pixels, std::uint32_t width, const ReferenceRow& row,
-                const ReferenceRule& rule, Convert convert) {
+template <typename Convert, typename Divide>
+OMBRIX_INLINE void fitPixels(const ReferenceRow& row, std::uint32_t width, const ReferenceRule& rule,
+                             Convert convert, Divide byFrames, float* __restrict levelAtMin,
+                             float* __restrict kelvinPerCount) {
   constexpr float kReferenceDistanceK = 25.0f;
+  const auto [low25, high25, low50, high50] = row;
+  const float high = rule.high, low = rule.low, aboveRangeMinK = rule.aboveRangeMinK;
   for (std::uint32_t x = 0; x < width; ++x) {
-    const float at25 = rule.high * convert(row.high25[x]) + rule.low * convert(row.low25[x]);
-    const float at50 = rule.high * convert(row.high50[x]) + rule.low * convert(row.low50[x]);
-    const float level25 = at25 / rule.frames;
-    const float kelvinPerCount = kReferenceDistanceK / ((at50 - at25) / rule.frames);
-    const float levelAtMin = level25 - rule.aboveRangeMinK / kelvinPerCount;
-    const float result = (static_cast<float>(pixels[x]) - levelAtMin) * rule.scale * kelvinPerCount;
+    const float at25 = high * convert(high25[x]) + low * convert(low25[x]);
+    const float at50 = high * convert(high50[x]) + low * convert(low50[x]);
+    const float level25 = byFrames(at25);
+    const float gain = kReferenceDistanceK / byFrames(at50 - at25);
+    levelAtMin[x] = level25 - aboveRangeMinK / gain;
+    kelvinPerCount[x] = gain;
+  }
+}
+
+OMBRIX_VECTORISED
+void fitRow(const ReferenceRow& row, std::uint32_t width, const ReferenceRule& rule, float* levelAtMin,
+            float* kelvinPerCount) {
+  const std::uint32_t bits = allBits(row.low25, width) | allBits(row.high25, width) |
+                             allBits(row.low50, width) | allBits(row.high50, width);
+  const auto convert = [](std::uint32_t sum) { return static_cast<float>(static_cast<std::int32_t>(sum)); };
+  const auto divide = [frames = rule.frames](float sum) { return sum / frames; };
+  if (bits >= kSignedSums) {
+    const auto convertAny = [](std::uint32_t sum) { return static_cast<float>(sum); };
+    fitPixels(row, width, rule, convertAny, divide, levelAtMin, kelvinPerCount);
+  } else if (rule.powerOfTwo) {
+    const auto multiply = [share = 1.0f / rule.frames](float sum) { return sum * share; };
+    fitPixels(row, width, rule, convert, multiply, levelAtMin, kelvinPerCount);
+  } else {
+    fitPixels(row, width, rule, convert, divide, levelAtMin, kelvinPerCount);
+  }
+}
+
+/// scale: output levels per kelvin.
+OMBRIX_VECTORISED
+void applyReferences(std::uint16_t* pixels, std::size_t count, const float* levelAtMin,
+                     const float* kelvinPerCount, float scale) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const float result = (static_cast<float>(pixels[i]) - levelAtMin[i]) * scale * kelvinPerCount[i];
     // Two comparisons that NaN fails: it ends at 0.
     const float positive = result > 0.0f ? result : 0.0f;
-    pixels[x] = truncateLimitedToU16(positive < kFullScale ? positive : kFullScale);
+    pixels[i] = truncateLimitedToU16(positive < kFullScale ? positive : kFullScale);
   }
 }
 
@@ -149,25 +184,25 @@ void showValues(ImageView<const float> values, float low, float high, ImageView<
 }
 
 void correctWithReferences(ImageView<std::uint16_t> image, const ReferenceTables& tables,
-                           std::uint16_t frames, float weight, float rangeMinK, float rangeSpanK) {
+                           std::uint16_t frames, float weight, float rangeMinK, float rangeSpanK,
+                           const PixelReferences& references) {
   constexpr float kLowerReferenceK = 298.15f;
   const ReferenceRule rule{static_cast<float>(frames), weight, 1.0f - weight, kLowerReferenceK - rangeMinK,
-                           kFullScale / rangeSpanK};
-  const std::uint32_t width = image.width;
+                           std::has_single_bit(frames)};
   for (std::uint32_t y = 0; y < image.height; ++y) {
     const ReferenceRow row{tables.low25.row(y), tables.high25.row(y), tables.low50.row(y),
                            tables.high50.row(y)};
-    const std::uint32_t bits = allBits(row.low25, width) | allBits(row.high25, width) |
-                               allBits(row.low50, width) | allBits(row.high50, width);
-    if (bits < kSignedSums) {
-      const auto convert = [](std::uint32_t sum) {
-        return static_cast<float>(static_cast<std::int32_t>(sum));
-      };
-      correctRow(image.row(y), width, row, rule, convert);
-    } else {
-      correctRow(image.row(y), width, row, rule, [](std::uint32_t sum) { return static_cast<float>(sum); });
-    }
+    float* const levelAtMin = references.levelAtMin.data() + std::size_t{y} * image.width;
+    float* const kelvinPerCount = references.kelvinPerCount.data() + std::size_t{y} * image.width;
+    fitRow(row, image.width, rule, levelAtMin, kelvinPerCount);
+    applyReferences(image.row(y), image.width, levelAtMin, kelvinPerCount, kFullScale / rangeSpanK);
   }
+}
+
+void correctWithReferences(ImageView<std::uint16_t> image, const PixelReferences& references,
+                           float rangeSpanK) {
+  applyReferences(image.data, image.pixelCount(), references.levelAtMin.data(),
+                  references.kelvinPerCount.data(), kFullScale / rangeSpanK);
 }
 
 }  // namespace kernels

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "common/views.h"
 
@@ -39,10 +40,21 @@ struct ReferenceTables {
   TableView high50;
 };
 
+/// Of every pixel, row by row: its level in front of a scene at rangeMinK and the kelvin that a count stands
+/// for. Both have at least as many entries as the image has pixels.
+struct PixelReferences {
+  std::span<float> levelAtMin;
+  std::span<float> kelvinPerCount;
+};
+
 /// Turns raw levels into temperatures, in place: rangeMinK becomes 0 and rangeMinK + rangeSpanK 65535. Every
 /// pixel gets gain and offset of its own from the two references. A pixel that sees no difference between
-/// them ends at 0 or 65535.
+/// them ends at 0 or 65535. references: receives what `correctWithReferences` below needs to do the same
+/// again while tables, N, weight and rangeMinK stay.
 void correctWithReferences(ImageView<std::uint16_t> image, const ReferenceTables& tables,
-                           std::uint16_t frames, float weight, float rangeMinK, float rangeSpanK);
+                           std::uint16_t frames, float weight, float rangeMinK, float rangeSpanK,
+                           const PixelReferences& references);
+void correctWithReferences(ImageView<std::uint16_t> image, const PixelReferences& references,
+                           float rangeSpanK);
 
 }  // namespace kernels

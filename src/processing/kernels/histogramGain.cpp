@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <numeric>
 #include <utility>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 
 namespace kernels {
 
@@ -44,23 +44,45 @@ struct Equalisation {
   double levels(std::int32_t bin) const { return static_cast<double>(end(bin) - begin(bin)); }
 };
 
-std::uint64_t sum(std::span<const std::uint32_t> counts) {
-  return std::accumulate(counts.begin(), counts.end(), std::uint64_t{0});
+OMBRIX_VECTORISED
+std::uint64_t sumOf(const std::uint32_t* counts, std::size_t size) {
+  std::uint64_t sum = 0;
+  for (std::size_t i = 0; i < size; ++i) sum += counts[i];
+  return sum;
 }
 
-/// First level, in the direction of the iterators, at which more than `trimmed` pixels have come by.
-template <typename Iterator>
-std::int32_t levelsBefore(Iterator counts, std::uint64_t trimmed) {
+std::uint64_t sum(std::span<const std::uint32_t> counts) { return sumOf(counts.data(), counts.size()); }
+
+constexpr std::size_t kStride = 256;  // levels that a search passes over at once
+
+/// First level at which more than `trimmed` pixels have come by; there are more.
+std::int32_t firstBeyond(ConstLevelCounts counts, std::uint64_t trimmed) {
   std::uint64_t passed = 0;
-  std::int32_t level = 0;
-  while ((passed += *counts) <= trimmed) ++counts, ++level;
-  return level;
+  std::size_t level = 0;
+  for (std::uint64_t block; passed + (block = sumOf(&counts[level], kStride)) <= trimmed; passed += block) {
+    level += kStride;
+  }
+  while ((passed += counts[level]) <= trimmed) ++level;
+  return static_cast<std::int32_t>(level);
+}
+
+/// The same from the top.
+std::int32_t lastBeyond(ConstLevelCounts counts, std::uint64_t trimmed) {
+  std::uint64_t passed = 0;
+  std::size_t level = kLevels;
+  for (std::uint64_t block; passed + (block = sumOf(&counts[level - kStride], kStride)) <= trimmed;
+       passed += block) {
+    level -= kStride;
+  }
+  while ((passed += counts[--level]) <= trimmed) {
+  }
+  return static_cast<std::int32_t>(level);
 }
 
 /// The body of the histogram, cut into bins, with the plateau's share of each bin as its rise.
 void equalise(ConstLevelCounts histogram, std::uint64_t pixels, Equalisation& body) {
-  body.first = levelsBefore(histogram.begin(), pixels / kTrimmedPart);
-  body.last = kTopLevel - levelsBefore(histogram.rbegin(), pixels / kTrimmedPart);
+  body.first = firstBeyond(histogram, pixels / kTrimmedPart);
+  body.last = lastBeyond(histogram, pixels / kTrimmedPart);
   body.width = (body.last - body.first + kBins) / kBins;
   body.bins = (body.last - body.first + body.width) / body.width;
 
@@ -113,16 +135,39 @@ Ramp linearShare(std::int32_t low, std::int32_t high, double steepest) {
   return {low, span, std::max(kFullRange - slope * span, 0.0) / 2.0, slope};
 }
 
+/// Mixes the shares at a level.
+struct Mixture {
+  Ramp linear;
+  double weight = 0.0;  ///< of the equalised share
+
+  std::uint16_t outputLevel(double linearLevel, double equalisedLevel) const {
+    constexpr double kRounding = 1e-6;  // keeps whole results whole when the last bit of a sum is lost
+    const double mixed = linearLevel * (1.0 - weight) + equalisedLevel * weight;
+    // Both shares lie within the output range.
+    return static_cast<std::uint16_t>(static_cast<std::int32_t>(mixed + kRounding));
+  }
+};
+
+/// The output levels from `first` on, over which the equalised share rises in equal steps from `start`.
+OMBRIX_VECTORISED
+void writeRise(const Mixture& mixture, std::int32_t first, std::int32_t count, double start, double step,
+               std::uint16_t* __restrict out) {
+  const Mixture mixed = mixture;
+  for (std::int32_t i = 0; i < count; ++i) {
+    out[i] = mixed.outputLevel(mixed.linear.at(first + i), start + step * static_cast<double>(i));
+  }
+}
+
 /// Writes both shares into the table, piece by piece of the equalised one.
 class CurveWriter {
  public:
   CurveWriter(const Ramp& linearShare, double equalisedWeight, GainTable target)
-      : linear(linearShare), weight(equalisedWeight), table(target) {}
+      : mixture{linearShare, equalisedWeight}, table(target) {}
 
   /// Appends the levels up to `end`, over which both shares stay level.
   void appendFlat(std::int32_t end) {
     const auto begin = table.begin() + next;
-    std::fill(begin, table.begin() + end, outputLevel(linear.at(next), equalised));
+    std::fill(begin, table.begin() + end, mixture.outputLevel(mixture.linear.at(next), equalised));
     next = end;
   }
   /// Appends the levels up to `end`, over which the equalised share rises by `rise`.
@@ -131,28 +176,15 @@ class CurveWriter {
     if (end <= begin) return;
     // A level stands for the middle of its piece of the rise, so that the curve is symmetric.
     const double step = rise / static_cast<double>(end - begin);
-    const double start = equalised + 0.5 * step;
-    for (std::int32_t level = begin; level < end; ++level) {
-      table[static_cast<std::size_t>(level)] =
-          outputLevel(linear.at(level), start + step * static_cast<double>(level - begin));
-    }
+    writeRise(mixture, begin, end - begin, equalised + 0.5 * step, step,
+              &table[static_cast<std::size_t>(begin)]);
     equalised += rise;
     next = end;
   }
   void startAt(double level) { equalised = level; }
 
  private:
-  // Keeps whole results whole when the last bit of a sum is lost, far below a level.
-  static constexpr double kRounding = 1e-6;
-
-  std::uint16_t outputLevel(double linearLevel, double equalisedLevel) const {
-    const double mixed = linearLevel * (1.0 - weight) + equalisedLevel * weight;
-    // Both shares lie within the output range.
-    return static_cast<std::uint16_t>(static_cast<std::int32_t>(mixed + kRounding));
-  }
-
-  const Ramp linear;
-  const double weight;
+  const Mixture mixture;
   const GainTable table;
   std::int32_t next = 0;
   double equalised = 0.0;
@@ -208,11 +240,20 @@ void correctImage(ImageView<std::uint16_t> image, ConstLevelCounts histogram, co
   lookUp(image, table);
 }
 
+OMBRIX_VECTORISED
 void countMapped(ConstLevelCounts histogram, std::int32_t shift, ConstGainTable table, LevelCounts counts) {
   std::fill(counts.begin(), counts.end(), 0u);
-  for (std::int32_t level = 0; level <= kTopLevel; ++level) {
-    const std::uint32_t pixels = histogram[static_cast<std::size_t>(level)];
-    if (pixels != 0) counts[table[saturateToU16(level + shift)]] += pixels;
+  constexpr std::size_t kBlock = 16;
+  for (std::size_t begin = 0; begin < kLevels; begin += kBlock) {
+    // Most levels of a frame are empty: they are passed over many at a time.
+    const std::uint32_t* const pixels = &histogram[begin];
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < kBlock; ++i) bits |= pixels[i];
+    if (bits == 0) continue;
+    for (std::size_t i = 0; i < kBlock; ++i) {
+      const std::int64_t level = static_cast<std::int64_t>(begin + i) + shift;
+      if (pixels[i] != 0) counts[table[saturateToU16(level)]] += pixels[i];
+    }
   }
 }
 

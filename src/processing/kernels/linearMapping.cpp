@@ -5,6 +5,7 @@
 #include <span>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 
 namespace kernels {
 
@@ -12,6 +13,7 @@ namespace {
 
 constexpr float kFullScale = 65535.0f;
 
+OMBRIX_VECTORISED
 void mapPixels(std::span<std::uint16_t> pixels, std::int32_t low, std::int32_t high) {
   const float scale = kFullScale / static_cast<float>(high - low);
   for (std::uint16_t& pixel : pixels) {

@@ -3,9 +3,11 @@
 #include <cstddef>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 
 namespace kernels {
 
+OMBRIX_VECTORISED
 void averagePixels(std::span<std::uint16_t> frame, std::span<std::uint16_t> average, float alpha) {
   const float share = 1.0f - alpha;
   std::uint16_t* const now = frame.data();

@@ -7,6 +7,7 @@
 #include <numbers>
 
 #include "common/numerics.h"
+#include "common/vectorised.h"
 
 namespace kernels {
 
@@ -19,16 +20,17 @@ constexpr float kNinth = 1.0f / 9.0f;
 using Line = float* __restrict;
 using ConstLine = const float* __restrict;
 
-void repeatEnds(Line line, std::uint32_t width) {
+OMBRIX_INLINE void repeatEnds(Line line, std::uint32_t width) {
   line[0] = line[1];
   line[width + 1] = line[width];
 }
 
 /// Per column of three rows: the sum, and three times the squares' sum less the square of the sum. The latter
 /// comes from differences, since in single precision the squares would swallow small variances.
+OMBRIX_VECTORISED
 void measureColumns(const std::uint16_t* top, const std::uint16_t* middle, const std::uint16_t* bottom,
                     std::uint32_t width, Line sums, Line spreads) {
-  for (std::uint32_t x = 0; x < width; ++x) {
+  for (std::size_t x = 0; x < width; ++x) {
     const std::int32_t t = top[x];
     const std::int32_t m = middle[x];
     const std::int32_t b = bottom[x];
@@ -43,8 +45,9 @@ void measureColumns(const std::uint16_t* top, const std::uint16_t* middle, const
 }
 
 /// a and b of the windows around one row. threshold: 81 times the variance at which a is one half.
+OMBRIX_VECTORISED
 void fitWindows(ConstLine sums, ConstLine spreads, float threshold, std::uint32_t width, Line a, Line b) {
-  for (std::uint32_t x = 0; x < width; ++x) {
+  for (std::size_t x = 0; x < width; ++x) {
     const float lm = sums[x] - sums[x + 1];
     const float mr = sums[x + 1] - sums[x + 2];
     const float lr = sums[x] - sums[x + 2];
@@ -58,13 +61,15 @@ void fitWindows(ConstLine sums, ConstLine spreads, float threshold, std::uint32_
   repeatEnds(b, width);
 }
 
+OMBRIX_VECTORISED
 void addLines(ConstLine top, ConstLine middle, ConstLine bottom, std::uint32_t count, Line sums) {
-  for (std::uint32_t x = 0; x < count; ++x) sums[x] = top[x] + middle[x] + bottom[x];
+  for (std::size_t x = 0; x < count; ++x) sums[x] = top[x] + middle[x] + bottom[x];
 }
 
+OMBRIX_VECTORISED
 void applyWindows(const std::uint16_t* in, ConstLine a, ConstLine b, std::uint32_t width,
                   std::uint16_t* __restrict out) {
-  for (std::uint32_t x = 0; x < width; ++x) {
+  for (std::size_t x = 0; x < width; ++x) {
     const float slope = a[x] + a[x + 1] + a[x + 2];
     const float offset = b[x] + b[x + 1] + b[x + 2];
     const float level = (slope * static_cast<float>(in[x]) + offset) * kNinth + 0.5f;
@@ -118,6 +123,7 @@ class Windows {
 };
 
 /// Sum of |second difference across of the second difference along| around one row.
+OMBRIX_VECTORISED
 std::uint64_t laplacianSum(const std::uint16_t* top, const std::uint16_t* middle, const std::uint16_t* bottom,
                            std::uint32_t width) {
   constexpr std::uint32_t kChunk = 4096;  // sums of up to 8 * 65535 each fit 32 bits
@@ -125,7 +131,7 @@ std::uint64_t laplacianSum(const std::uint16_t* top, const std::uint16_t* middle
   for (std::uint32_t start = 1; start + 1 < width; start += kChunk) {
     const std::uint32_t end = std::min(start + kChunk, width - 1);
     std::uint32_t sum = 0;
-    for (std::uint32_t x = start; x < end; ++x) {
+    for (std::size_t x = start; x < end; ++x) {
       const std::int32_t sides = top[x - 1] + top[x + 1] + bottom[x - 1] + bottom[x + 1];
       const std::int32_t cross = top[x] + bottom[x] + middle[x - 1] + middle[x + 1];
       sum += static_cast<std::uint32_t>(std::abs(sides - 2 * cross + 4 * middle[x]));

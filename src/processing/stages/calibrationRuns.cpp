@@ -73,11 +73,13 @@ void triggerCalibration(FrameContext& frame) {
   beginShutterRun(frame);
   const CalibrationRun& run = frame.data.calibration;
   if (!run.autoFFC || run.ffcFramesToTake == 0) return;
+  // A shutter run that is given up in the middle of this frame keeps the accumulator until the next one.
+  const bool busy = run.ffcCalibrating || frame.shutterRun() || frame.data.kept.borrowed;
   const calibration::TriggerView view{.sensorK = frame.acquisition.device.sensorTemperatureK,
                                       .rangeMinK = frame.data.radiometry.rangeMinK,
                                       .lastTriggerC = run.ffcTriggerTemperature,
                                       .realFrame = frame.fromFilledSlot,
-                                      .runInProgress = run.ffcCalibrating || frame.shutterRun()};
+                                      .runInProgress = busy};
   if (calibration::calibrationDue(view)) startCalibration(frame, toCelsius(view.sensorK, 1.0f));
 }
 

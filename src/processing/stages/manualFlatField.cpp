@@ -28,12 +28,12 @@ void adoptSums(processData<unsigned short>& data, std::uint16_t frames) {
 
 void fileManualTable(FrameContext& frame) {
   const ManualTable& manual = frame.data.manual;
-  const double mean = frame.data.shutterSums.temperature / manual.frames;
+  const auto temperature = static_cast<float>(frame.data.shutterSums.temperature / manual.frames);
   const std::string base = format("{:s}/ffc/{:s}_{:d}", frame.acquisition.dataDirectory(),
                                   frame.acquisition.name(), frame.acquisition.device.serialNumber);
-  const float temperature = static_cast<float>(mean);
   saveTable(manual.sums, manual.frames, temperature, format("{:s}.ffc", base));
-  saveTable(manual.sums, manual.frames, temperature, format("{:s}_{:03d}.ffc", base, truncateToI32(mean)));
+  saveTable(manual.sums, manual.frames, temperature,
+            format("{:s}_{:03d}.ffc", base, truncateToI32(static_cast<double>(temperature))));
 }
 
 void finishShutterRun(FrameContext& frame, std::uint16_t frames) {
@@ -78,7 +78,9 @@ void beginShutterRun(FrameContext& frame) {
       frame.data.shutterSums = {};
       return;
     case ShutterRunSequence::Step::giveBack:
-      return frame.data.returnAccumulator();
+      // A run given up before it began left the accumulator to the automatic calibration that has it.
+      if (!frame.calibrating()) frame.data.returnAccumulator();
+      return;
     case ShutterRunSequence::Step::none:
       return;
   }
@@ -88,6 +90,6 @@ void applyManualFlatField(FrameContext& frame) {
   if (frame.shutterRun()) return sumShutterFrame(frame);
   const ManualTable& manual = frame.data.manual;
   if (!frame.data.flatField.flatFieldCorrection || !manual.usable()) return;
-  if (manual.sums.pixelCount() != frame.working->pixelCount()) return;
+  if (manual.sums.width != frame.working->width || manual.sums.height != frame.working->height) return;
   kernels::correctOffset(frame.working->view(), manual.sums.view(), manual.mean, manual.frames);
 }

@@ -30,6 +30,12 @@ std::uint32_t digitalFactor(float zoom) {
   return usableZoom(zoom) ? std::max(truncateToU32(double{zoom}), 1u) : 1u;
 }
 
+/// Whether the spatial filter is to follow. Asked once per frame, for an application may start a shutter run
+/// at any time.
+bool filterFollows(const FrameContext& frame) {
+  return frame.data.output.spatialFiltering && !frame.calibrating() && !frame.shutterRun();
+}
+
 void resampleFirst(FrameContext& frame) {
   auto& data = frame.data;
   const float zoom = data.output.zoomFactor;
@@ -40,6 +46,20 @@ void resampleFirst(FrameContext& frame) {
   const auto run = [factor = digitalFactor(zoom), in = frame.working->view(), out = data.zoomImage.view()](
                        kernels::RowBand band) { kernels::zoomPixels(in, out, factor, band); };
   runBands(data.zoomImage.height, run, "digitalZoom");
+}
+
+/// Into the output image, or beside it for the spatial filter, which cannot work in place. For that one a
+/// plain copy would be of no use.
+void resampleSecond(FrameContext& frame) {
+  auto& data = frame.data;
+  ResamplingState& state = data.resampling;
+  const float zoom = data.output.secondZoomFactor;
+  const bool filter = filterFollows(frame);
+  state.filterInput = filter ? &data.zoomImage : nullptr;
+  if (filter && (zoom == 1.0f || !usableZoom(zoom))) return;
+  if (filter) state.filterInput = &state.unfilteredImage;
+  interpolate(frame, data.zoomImage, filter ? state.unfilteredImage : data.outputImage, state.secondWeights,
+              zoom, data.output.secondInterpolation);
 }
 
 /// The plain half of the split demonstration: the working image at the zoom of both resamplings together,
@@ -64,8 +84,7 @@ void keepUnfilteredCopy(FrameContext& frame) {
 void resampleFrame(FrameContext& frame) {
   auto& data = frame.data;
   resampleFirst(frame);
-  interpolate(frame, data.zoomImage, data.outputImage, data.resampling.secondWeights,
-              data.output.secondZoomFactor, data.output.secondInterpolation);
+  resampleSecond(frame);
   if (frame.options.splitDemo) {
     keepUnfilteredCopy(frame);
   } else if (!data.splitImage.empty()) {

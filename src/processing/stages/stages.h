@@ -43,8 +43,10 @@ void mapLevels(FrameContext& frame);
 void measureTarget(FrameContext& frame);
 
 void filterTemporally(FrameContext& frame);
-/// First and second resampling, and the plain copy of the split demonstration.
+/// First and second resampling, and the plain copy of the split demonstration. Decides whether the spatial
+/// filter runs, because its input stays apart from the output image.
 void resampleFrame(FrameContext& frame);
+/// From the resampled picture to the output image, where `resampleFrame` has left that to it.
 void filterSpatially(FrameContext& frame);
 /// The split picture and the test pattern.
 void showDemonstrations(FrameContext& frame);

@@ -68,12 +68,24 @@ void correctWithPair(FrameContext& frame) {
 void correctRadiometrically(FrameContext& frame) {
   const Table& low25 = frame.data.slot0Low();
   const FlatFieldTables& others = frame.data.flatField.ffcTables;
-  if (!usable({&low25, &others.slot0High, &others.slot1Low, &others.slot1High}, frame)) return;
+  KeptReferences& kept = frame.data.tableStage.references;
+  if (!usable({&low25, &others.slot0High, &others.slot1Low, &others.slot1High}, frame)) return kept.forget();
+  const Radiometry& range = frame.data.radiometry;
+  const KeptReferences::Origin origin{
+      {low25.data, others.slot0High.data, others.slot1Low.data, others.slot1High.data},
+      frame.data.tableFrames(),
+      tableWeight(frame),
+      range.rangeMinK};
+  kept.levelAtMin.resize(frame.working->pixelCount());
+  kept.kelvinPerCount.resize(frame.working->pixelCount());
+  const kernels::PixelReferences references{kept.levelAtMin, kept.kelvinPerCount};
+  if (kept.origin == origin)
+    return kernels::correctWithReferences(frame.working->view(), references, range.rangeSpanK);
   const kernels::ReferenceTables tables{low25.view(), others.slot0High.view(), others.slot1Low.view(),
                                         others.slot1High.view()};
-  const Radiometry& range = frame.data.radiometry;
-  kernels::correctWithReferences(frame.working->view(), tables, frame.data.tableFrames(), tableWeight(frame),
-                                 range.rangeMinK, range.rangeSpanK);
+  kernels::correctWithReferences(frame.working->view(), tables, origin.frames, origin.weight, range.rangeMinK,
+                                 range.rangeSpanK, references);
+  kept.origin = origin;
 }
 
 void correctWithPolynomials(FrameContext& frame) {
@@ -127,6 +139,7 @@ void applyFlatField(FrameContext& frame) {
   const Application apply = on ? chosenApplication(frame) : nullptr;
   // Tables may be made anew in place while nothing is corrected with them.
   if (apply != correctWithPair) frame.data.tableStage.pairTarget = {};
+  if (apply != correctRadiometrically) frame.data.tableStage.references.forget();
   if (!apply) return;
   if (flatField.ffcSlot > 1) {
     logger::error("FFC slot out of range!", LOG_HERE);

@@ -34,7 +34,7 @@ struct FrameDump {
 
   std::uint64_t tiffDumpIndex = 0;  ///< of the newest dumped frame, from 1
   std::int32_t writerState = writerIdle;
-  bool lastFrameDumped = false;     ///< the frame processed last belonged to a dump
+  bool lastFrameDumped = false;  ///< the frame processed last belonged to a dump
 };
 
 /// How long the stages of the last frame took, in milliseconds. All but the whole are measured while the

@@ -11,7 +11,7 @@ void processData<unsigned short>::allocate(std::uint16_t width, std::uint16_t he
     picture->allocate(width, height);
   }
   for (auto* table : {&ffcAccumulator, &kept.slot0Low, &manual.sums}) table->allocate(width, height);
-  resampling.filteredImage.allocate(width, height);
+  resampling.unfilteredImage.allocate(width, height);
   colorImage.allocate(width, height);
   destriping.columns.allocate(width, height);
   destriping.rows.allocate(width, height);

@@ -32,7 +32,8 @@ struct ResamplingState {
   kernels::InterpolationWeights firstWeights;
   kernels::InterpolationWeights secondWeights;
   kernels::InterpolationWeights splitWeights;
-  image<unsigned short> filteredImage;  ///< the filter's target, exchanged with the output image after it
-  float noiseSigma = -1.0f;             ///< smoothed noise of the output image, levels; -1 until measured
+  image<unsigned short> unfilteredImage;  ///< takes the second resampling's result while the filter runs
+  const image<unsigned short>* filterInput = nullptr;  ///< of this frame; null: the filter rests
+  float noiseSigma = -1.0f;  ///< smoothed noise of the output image, levels; -1 until measured
   BandScratch scratch;
 };

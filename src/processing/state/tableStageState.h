@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "processing/kernels/polynomialFlatField.h"
 
@@ -13,9 +15,29 @@ struct PairTarget {
   std::uint32_t level = 0;
 };
 
+/// What the two-reference correction found out about every pixel, for as long as nothing it depends on
+/// changes. The sensor temperature, and with it the weight, changes every few frames only.
+struct KeptReferences {
+  struct Origin {
+    const std::uint32_t* tables[4] = {};  ///< their pixels; null: nothing kept
+    std::uint16_t frames = 0;
+    float weight = 0.0f;
+    float rangeMinK = 0.0f;
+    friend bool operator==(const Origin&, const Origin&) = default;
+  };
+
+  Origin origin;
+  std::vector<float> levelAtMin;  ///< as `PixelReferences`; empty until the correction is used
+  std::vector<float> kelvinPerCount;
+
+  /// To be called when tables are exchanged: new ones may come to lie where old ones were.
+  void forget() { origin = {}; }
+};
+
 /// What table application and polynomial evaluation keep between frames.
 struct TableStageState {
   PairTarget pairTarget;
+  KeptReferences references;
   kernels::ValueRange gainRange;    ///< of the evaluated gains; known after the cubic model only
   kernels::ValueRange offsetRange;  ///< likewise
 };

@@ -1,0 +1,29 @@
+#pragma once
+
+// One place decides how kernels use wider machines. A function marked OMBRIX_VECTORISED is compiled twice,
+// for every machine of its kind and for those with AVX2; the dynamic loader chooses. Both forms give the same
+// bits: nothing fuses a multiplication with an addition. What it calls must be OMBRIX_INLINE to be part of
+// both.
+//
+// Only the GNU loader chooses, and not under the sanitizers, whose checks would run before they are set up;
+// their builds test the common form.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define OMBRIX_ONE_FORM
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define OMBRIX_ONE_FORM
+#endif
+
+#if defined(__x86_64__) && defined(__linux__) && !defined(OMBRIX_ONE_FORM)
+#include <features.h>
+#endif
+
+#if defined(__x86_64__) && defined(__GLIBC__) && !defined(OMBRIX_ONE_FORM)
+#define OMBRIX_VECTORISED __attribute__((target_clones("avx2", "default")))
+#else
+#define OMBRIX_VECTORISED
+#endif
+
+#define OMBRIX_INLINE [[gnu::always_inline]] inline
