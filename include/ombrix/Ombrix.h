@@ -28,6 +28,13 @@ class OMBRIX_EXPORT Ombrix {
     mappingTemperatureWindow,  ///< by temperature per grey level
   };
 
+  /// Which picture of a frame a snapshot shows.
+  enum snapshotKind : int {
+    snapshotThermal,  ///< the corrected 16-bit levels, as `getRawFrame` delivers them
+    snapshotCooked,   ///< the 16-bit output after gain control and filters, which is coloured
+    snapshotColor,    ///< the colour frame
+  };
+
   /// What comes beside a frame.
   struct metadata {
     float sensorTemperature = 0.0f;         ///< of the focal-plane array (FPA), kelvin
@@ -131,6 +138,16 @@ class OMBRIX_EXPORT Ombrix {
   /// selected is written back.
   void setColorPreset(int& index);
   int getColorPreset();
+
+  /// Dumps every frame of this camera, a page each, to its TIFF file below "data/pictures" of the working
+  /// directory, or ends that. On: also sets the parameter "tiffFrameDump", without which no camera dumps; the
+  /// flags of other cameras stay as they are. While a camera dumps, each frame waits for its page and no
+  /// colour frames are published. A page that cannot be written ends the dump (one error line); frames go on.
+  void setFrameDump(const bool& on);
+  /// Writes a picture of the camera's next frame to `path`, replacing the file: ".tiff" or ".tif", or ".png"
+  /// (16 bits per level, or 8-bit colours). Blocks until it is written, 5 s at most; frames are not delayed.
+  /// False, with one error line, when that fails. Colour frames pause while the camera dumps.
+  bool takeSnapshot(const std::string& path, const snapshotKind& kind = snapshotThermal);
 
   /// Sensor (FPA) temperature, degrees Celsius.
   float getSensorTemperature();

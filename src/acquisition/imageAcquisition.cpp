@@ -124,6 +124,7 @@ bool imageAcquisition::getImage(image<unsigned short>& out, int) {
 
 bool imageAcquisition::waitImage(image<unsigned short>& out, int timeoutMs) {
   if (leaving()) return false;
+  if (replaying) return replayImage(out);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
   MutexLock lock(ring.mutex);
   while (!ring.deliverable(device.needsTemperatureFrame)) {
@@ -148,6 +149,7 @@ void imageAcquisition::wakeGetters() {
 
 bool imageAcquisition::hasImage() {
   if (leaving()) return false;
+  if (replaying) return untilNextPage().count() == 0;
   MutexLock lock(ring.mutex);
   return ring.present && ring.deliverable(device.needsTemperatureFrame);
 }

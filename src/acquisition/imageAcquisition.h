@@ -19,6 +19,8 @@
 #include "common/mutex.h"
 #include "core/frameMutex.h"
 #include "core/multithreading.h"
+#include "imageFiles/FrameReplay.h"
+#include "imageFiles/PictureFiles.h"
 #include "processing/shutterRunSequence.h"
 #include "processing/state/processData.h"
 
@@ -91,6 +93,20 @@ class imageAcquisition {
   /// range of validity. Without usable tables: false, and `shutterlessCorrection` goes off. By the processing
   /// task with the frame mutex held, or while nobody else sees the camera.
   bool _updateFFC(const float& sensorTemperatureK);
+  /// With the setting `tiffFrameReplay` on and a dump of this camera's frames: puts it into the replay state,
+  /// in which the dumped pages take the place of the transport's frames. Before `startAcquisition`.
+  void prepareReplay();
+  /// How long until the replay's next page is due; 0 when it is, and without limit when none will come.
+  std::chrono::microseconds untilNextPage() const;
+  /// Takes up what the parsed words and `setFrameDump` ask for. Before each frame, on the processing task.
+  void followDumpSetting() REQUIRES(frameMutex);
+  /// Starts or ends the dump of this camera's frames. False in the replay state (logged).
+  bool switchFrameDump(bool on) EXCLUDES(frameMutex);
+  /// Lets the snapshots have the frame that was just processed.
+  void offerSnapshots(bool colored) REQUIRES(frameMutex);
+  /// Writes a picture of the next frame to `path` and waits for it; bounded.
+  bool takeSnapshot(const std::string& path, imageFiles::Content content);
+
   /// Where this camera's calibration files are looked for.
   CalibrationPlaces calibrationPlaces() const;
   /// The directory of calibration files that the camera was opened with.
@@ -147,7 +163,8 @@ class imageAcquisition {
   FrameRing ring;
   processData<unsigned short> processing;
   DeliveredFrame delivered;
-  bool replaying = false;         ///< frames come from a dump instead of the transport
+  bool replaying = false;  ///< frames come from a dump instead of the transport
+  imageFiles::PictureFiles pictures;
   std::uint8_t listPosition = 0;  ///< position in the Core's list in the cycle that processes the camera
   /// Null when colour frames go to applications only. After opening, the processing task's own.
   std::unique_ptr<transport::ViewerOutput> viewerOutput;
@@ -197,6 +214,7 @@ class imageAcquisition {
   void cancelShutterRun() REQUIRES(calibrationMutex);
   std::chrono::microseconds shutterPatience() const;
   void deliver(image<unsigned short>& out) REQUIRES(ring.mutex);
+  bool replayImage(image<unsigned short>& out);
   void temperatureLoop(const TemperatureRule& rule);
   void temperatureCycle(const TemperatureRule& rule);
   void publishTemperature(float kelvin);
@@ -219,6 +237,9 @@ class imageAcquisition {
   // What the temperature worker keeps from cycle to cycle; no other thread touches it.
   TemperatureFilter temperatureFilter;
   std::int64_t lastCycleNs = 0;
+
+  std::unique_ptr<imageFiles::FrameReplay> replay;  ///< while replaying; belongs to the processing task
+  std::uint32_t dumpWordsSeen = 0;                  ///< parses of "tiffFrameDump" that were followed
 
   FlatFieldIndex flatFieldIndex;  ///< belongs to whoever may call `_updateFFC`
 

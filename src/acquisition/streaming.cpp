@@ -35,6 +35,7 @@ bool imageAcquisition::startStreaming() {
   device.connection->setArrivalSignal(&frameArrivals);
   device.connection->setAcqPointers(ring.slotPointers.data(), &ring.writeIndex, &ring.mutex,
                                     &ring.frameCounter, FrameRing::kSlots, &ring.condition, &ring.frameReady);
+  if (replaying) return true;  // frames and temperatures come from the file
   startTemperatureWorker();
   if (startTransport()) return true;
   errorFlag = true;

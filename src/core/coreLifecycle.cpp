@@ -59,6 +59,7 @@ void prepare(imageAcquisition& camera) {
   camera.processing.selectColorPreset(0);
   camera.loadCalibrationFiles();
   loadOverlayFonts(camera.dataDirectory());
+  camera.prepareReplay();
   if (!camera.startAcquisition()) return;
   camera.ready = true;
 }

@@ -91,6 +91,8 @@ void startTasks(Cycle& cycle) {
       } else {
         cycle.pause = std::min(cycle.pause, wait);
       }
+    } else if (camera.replaying) {
+      cycle.pause = std::min(cycle.pause, camera.untilNextPage());
     }
   }
 }
@@ -152,6 +154,7 @@ struct Published {
 Published processAndPublish(const Core::processThreadData& data) REQUIRES(frameMutex) {
   imageAcquisition& camera = *data.acquisition;
   Published published;
+  camera.followDumpSetting();
   if (!process(&camera)) return published;
   published.raw = true;
   const std::uint64_t number = camera.delivered.number;
@@ -162,6 +165,7 @@ Published processAndPublish(const Core::processThreadData& data) REQUIRES(frameM
     publish(camera.colorFrame, number, camera.processing.mapping.colorCounts);
     published.color = true;
   }
+  camera.offerSnapshots(published.color);
   return published;
 }
 
@@ -184,7 +188,7 @@ void Core::workerThreadProc() {
 void Core::processThreadProc(processThreadData data) {
   logger::debug(kEntered, LOG_HERE);
   imageAcquisition& camera = *data.acquisition;
-  if (!camera.replaying && !camera.waitImage(camera.processing.rawImage, 0)) return;
+  if (!camera.waitImage(camera.processing.rawImage, 0)) return;
   if (workerRunningFlag && wantsFrames(camera)) {
     camera.listPosition = data.position;
     Published published;

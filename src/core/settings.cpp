@@ -24,8 +24,9 @@ using Field = std::variant<Int32 settings::*, Int64 settings::*, Float settings:
 struct Key {
   std::string_view word;
   Field field;
-  bool flagValue = true;               ///< what a flag word writes
-  Flag settings::*alsoSets = nullptr;  ///< set when the key accepts a value
+  bool flagValue = true;                        ///< what a flag word writes
+  Flag settings::*alsoSets = nullptr;           ///< set when the key accepts a value
+  settings::Count settings::*counts = nullptr;  ///< counts how often the key was accepted
 };
 
 /// Every key, in the order in which they are tried.
@@ -66,10 +67,11 @@ constexpr Key kKeys[] = {
     {"fullscreen", &settings::fullscreen},
     {"disableColorPresetMode", &settings::colorPresetMode, false},
     {"bypassSensorSetup", &settings::bypassSensorSetup},
-    {"cookedSnapshot", &settings::cookedSnapshot},
-    {"colorSnapshot", &settings::colorSnapshot},
-    {"cookedTiffSnapshot", &settings::cookedTiffSnapshot},
-    {"thermalTiffSnapshot", &settings::thermalTiffSnapshot},
+    {"cookedSnapshot", &settings::cookedSnapshot, true, nullptr, &settings::cookedSnapshotCount},
+    {"colorSnapshot", &settings::colorSnapshot, true, nullptr, &settings::colorSnapshotCount},
+    {"cookedTiffSnapshot", &settings::cookedTiffSnapshot, true, nullptr, &settings::cookedTiffSnapshotCount},
+    {"thermalTiffSnapshot", &settings::thermalTiffSnapshot, true, nullptr,
+     &settings::thermalTiffSnapshotCount},
     {"digitalZoom", &settings::digitalZoom},
     {"unlockFrameRate", &settings::unlockFrameRate},
     {"disableTextureSync", &settings::disableTextureSync},
@@ -81,7 +83,7 @@ constexpr Key kKeys[] = {
     {"disableComposite", &settings::disableComposite},
     {"displayFrameRate", &settings::displayFrameRate},
     {"jpgFrameDump", &settings::jpgFrameDump},
-    {"tiffFrameDump", &settings::tiffFrameDump},
+    {"tiffFrameDump", &settings::tiffFrameDump, true, nullptr, &settings::tiffFrameDumpCount},
     {"tiffFrameReplay", &settings::tiffFrameReplay},
     {"deviceName", &settings::deviceName},
     {"networkInterface", &settings::networkInterface},
@@ -170,6 +172,7 @@ void settings::assign(const settings& other) {
   for (const Key& key : kKeys) {
     std::visit(copyValue, key.field);
     if (key.alsoSets) copyValue(key.alsoSets);
+    if (key.counts) copyValue(key.counts);
   }
   copyValue(&settings::spareText);
 }
@@ -213,6 +216,7 @@ bool settings::parseParam(std::string parameter) {
   for (const Key& key : kKeys) {
     if (!std::visit(KeyWriter{*this, key, parameter}, key.field)) continue;
     if (key.alsoSets) this->*key.alsoSets = true;
+    if (key.counts) ++(this->*key.counts);
     return true;
   }
   return false;

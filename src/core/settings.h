@@ -123,6 +123,14 @@ class settings {
   Flag reattachKernelDriver{false};
   Flag TINTQuirk{false};
 
+  // How often the words were parsed: each time asks for something anew, which the flags alone do not tell.
+  using Count = std::atomic<std::uint32_t>;
+  Count cookedSnapshotCount{0};
+  Count colorSnapshotCount{0};
+  Count cookedTiffSnapshotCount{0};
+  Count thermalTiffSnapshotCount{0};
+  Count tiffFrameDumpCount{0};
+
  private:
   settings() = default;
   static const settings& defaults();

@@ -10,6 +10,7 @@
 #include "core/settings.h"
 #include "support/LogCapture.h"
 #include "support/allocationCounter.h"
+#include "support/workingFolder.h"
 
 namespace {
 
@@ -215,6 +216,7 @@ TEST_F(Process, GapsAreReportedWithinADump) {
       {false, true, 40, nullptr},
       {true, true, 50, nullptr},
   };
+  const WorkingFolder folder;  // what is dumped lands below it
   LogCapture log;
   // Flags cannot be switched off again by a parameter, so the record is made anew for each frame.
   for (const auto& f : frames) {

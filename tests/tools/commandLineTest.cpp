@@ -96,6 +96,9 @@ TEST_F(CommandLine, WrongArgumentsGiveOneLineAndExitCode) {
       {{"stream", "--simulate", "bramble6", "--zoom", "nan"}, 2, "--zoom"},
       {{"calibrate", "--frames", "65536"}, 2, "--frames"},
       {{"evaluate", "--model", "teapot9"}, 2, "teapot9"},
+      {{"snapshot"}, 2, "--out"},
+      {{"snapshot", "--out", "a.png", "--kind", "warm"}, 2, "--kind"},
+      {{"snapshot", "--simulate", "bramble6", "--out", "a.jpg"}, 2, "a.jpg"},
       {{"list", "--simulate", "teapot9"}, 2, "teapot9"},
       {{"list", "--simulate", file}, 2, "line 1"},
       {{"info", "--simulate", "bramble6", "--camera", "1"}, 1, "camera 1"},
@@ -229,6 +232,36 @@ TEST_F(CommandLine, OverlaysAreDrawnAndKeepOutOfJson) {
   EXPECT_EQ(jsonLines(all.out).front()["max"], 255);  // white text on the black first frame
   const Outcome printed = streamWith("positions", {});
   EXPECT_THAT(printed.out, HasSubstr("min 0 0\nmax 0 0\n"));
+}
+
+TEST_F(CommandLine, SnapshotsCanBeReadByOthers) {
+  const struct {
+    const char *kind, *ending;
+    unsigned format, bytesPerPixel;
+  } cases[] = {{"raw", "png", PNG_FORMAT_LINEAR_Y, 2},
+               {"cooked", "png", PNG_FORMAT_LINEAR_Y, 2},
+               {"colour", "png", PNG_FORMAT_RGB, 3}};
+  for (const auto& test : cases) {
+    const std::string path = (directory / (std::string(test.kind) + "." + test.ending)).string();
+    const Outcome outcome =
+        runOmbrix({"snapshot", "--kind", test.kind, "--out", path, "--simulate", "marlow3;scene=room"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    png_image picture{};
+    picture.version = PNG_IMAGE_VERSION;
+    ASSERT_NE(png_image_begin_read_from_file(&picture, path.c_str()), 0) << picture.message;
+    EXPECT_EQ(picture.width, 320u);
+    EXPECT_EQ(picture.height, 240u);
+    EXPECT_EQ(picture.format & PNG_FORMAT_FLAG_COLOR, test.format & PNG_FORMAT_FLAG_COLOR);
+    EXPECT_EQ(picture.format & PNG_FORMAT_FLAG_LINEAR, test.format & PNG_FORMAT_FLAG_LINEAR);
+    picture.format = test.format;
+    std::vector<unsigned char> pixels(std::size_t{320} * 240 * test.bytesPerPixel);
+    ASSERT_NE(png_image_finish_read(&picture, nullptr, pixels.data(), 0, nullptr), 0) << picture.message;
+    EXPECT_LT(*std::min_element(pixels.begin(), pixels.end()),
+              *std::max_element(pixels.begin(), pixels.end()));
+  }
+  const std::string missing = (directory / "nowhere" / "a.png").string();
+  EXPECT_EQ(runOmbrix({"snapshot", "--out", missing, "--simulate", "marlow3"}).exitCode, 1);
 }
 
 TEST_F(CommandLine, TemperaturesAreRightOutOfTheBox) {

@@ -39,6 +39,7 @@ struct Options {
   bool quick = false;
   bool shutter = false;     ///< evaluate with shutter runs before the closed shutter
   std::string model;        ///< to evaluate; empty: all
+  std::string kind;         ///< of a snapshot: raw, cooked or colour
   bool polynomial = false;  ///< simulated cameras get polynomial files
 };
 
@@ -58,6 +59,7 @@ void showCamera(const Options& options, OmbrixSDK& sdk);
 void streamCamera(const Options& options, OmbrixSDK& sdk);
 void measureTemperature(const Options& options, OmbrixSDK& sdk);
 void calibrateCamera(const Options& options, OmbrixSDK& sdk);
+void writeSnapshot(const Options& options, OmbrixSDK& sdk);
 /// Works on simulated cameras of its own. An `OmbrixSDK` object must exist.
 void evaluatePipeline(const Options& options);
 
@@ -69,6 +71,10 @@ bool examineSystem(const Options& options);
 void requireCamera(OmbrixSDK& sdk, int index);
 /// The camera the options name, streaming; throws when it cannot be opened.
 std::unique_ptr<Ombrix> openCamera(const Options& options, OmbrixSDK& sdk);
+/// Waits for the camera's next frame; false after Ctrl-C. Throws when none comes.
+bool nextFrame(const Options& options, Ombrix& camera, Ombrix::metadata& metadata);
+/// Passes over the frames of a fresh stream that the corrections do not follow yet.
+void settle(const Options& options, Ombrix& camera, Ombrix::metadata& metadata);
 /// Writes one line of data, and throws when standard output cannot take it.
 void printLine(const std::string& line);
 

@@ -124,6 +124,18 @@ CLI::App* addCalibrate(CLI::App& app, Options& options) {
   return calibrate;
 }
 
+CLI::App* addSnapshot(CLI::App& app, Options& options) {
+  CLI::App* snapshot = addCommand(app, "snapshot", "open a camera and write one picture to a file");
+  addCamera(*snapshot, options);
+  snapshot
+      ->add_option("--kind", options.kind,
+                   "raw: corrected 16-bit levels, cooked: 16-bit levels after gain control, or colour")
+      ->check(CLI::IsMember({"raw", "cooked", "colour", "color"}))
+      ->default_val("raw");
+  snapshot->add_option("--out", options.out, "the file: .tiff, .tif or .png")->required();
+  return snapshot;
+}
+
 CLI::App* addEvaluate(CLI::App& app, Options& options) {
   CLI::App* evaluate = addCommand(
       app, "evaluate",
@@ -198,6 +210,7 @@ int run(int argc, char** argv) {
   std::string at;
   CLI::App* measure = addMeasure(app, options, at);
   CLI::App* calibrate = addCalibrate(app, options);
+  CLI::App* snapshot = addSnapshot(app, options);
   CLI::App* evaluate = addEvaluate(app, options);
 
   try {
@@ -211,7 +224,8 @@ int run(int argc, char** argv) {
 
   if (app.get_subcommands().empty()) {
     throw tools::CommandFailure(
-        "a subcommand is needed: list, doctor, info, stream, measure, calibrate or evaluate (see --help)",
+        "a subcommand is needed: list, doctor, info, stream, measure, calibrate, snapshot or evaluate (see "
+        "--help)",
         tools::kExitUsage);
   }
 
@@ -241,6 +255,7 @@ int run(int argc, char** argv) {
   if (info->parsed()) tools::showCamera(options, sdk);
   if (stream->parsed()) tools::streamCamera(options, sdk);
   if (calibrate->parsed()) tools::calibrateCamera(options, sdk);
+  if (snapshot->parsed()) tools::writeSnapshot(options, sdk);
   if (measure->parsed()) tools::measureTemperature(options, sdk);
   return tools::kExitDone;
 }

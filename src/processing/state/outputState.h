@@ -30,8 +30,11 @@ struct TargetMeasurement {
 
 /// Writing of corrected frames to files.
 struct FrameDump {
-  std::uint64_t tiffDumpIndex = 0;  ///< of the next dumped frame
-  bool lastFrameDumped = false;     ///< the frame processed last belonged to a dump
+  enum WriterState : std::int32_t { writerIdle, writerWriting, writerStopped };
+
+  std::uint64_t tiffDumpIndex = 0;  ///< of the newest dumped frame, from 1
+  std::int32_t writerState = writerIdle;
+  bool lastFrameDumped = false;  ///< the frame processed last belonged to a dump
 };
 
 /// How long the stages of the last frame took, in milliseconds. All but the whole are measured while the

@@ -1,0 +1,66 @@
+#include "imageFiles/FrameDumpWriter.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <span>
+#include <string_view>
+#include <system_error>
+
+#include "common/format.h"
+#include "core/logger.h"
+
+namespace imageFiles {
+
+DumpName dumpName(const std::string& cameraName, std::uint64_t serialNumber) {
+  DumpName name{"none"};
+  // All pages of a camera share one file: its name holds nothing that changes from frame to frame. The
+  // braces are part of the name, and so is a temperature of 0.00.
+  std::snprintf(name.data(), name.size(), "data/pictures/%s_{:d}_grab_%06lld_%.2fK_{:d}.tiff",
+                cameraName.c_str(), static_cast<long long>(serialNumber), 0.0);
+  return name;
+}
+
+image<unsigned short>& FrameDumpWriter::page(std::uint16_t width, std::uint16_t height) {
+  if (pagePixels.width != width || pagePixels.height != height) {
+    close();
+    pagePixels.allocate(width, height);
+  }
+  return pagePixels;
+}
+
+void FrameDumpWriter::start(WorkerPool* pool, const DumpName& fileName, const PictureInfo& info) {
+  name = fileName;
+  pageInfo = info;
+  written = false;
+  task = multithreading::startWorkerThread(
+      pool, [this] { return writeTiffThreadProc(); }, "writeTiff");
+}
+
+bool FrameDumpWriter::finish(WorkerPool* pool) {
+  if (!task.valid()) return true;
+  if (pool) pool->runPending();
+  multithreading::waitThread(task);
+  return written;
+}
+
+void FrameDumpWriter::close() { file.close(); }
+
+int FrameDumpWriter::writeTiffThreadProc() {
+  std::string problem;
+  if (!file.isOpen()) {
+    std::error_code ignored;  // what cannot be made cannot be opened either
+    std::filesystem::create_directories(std::filesystem::path(name.data()).parent_path(), ignored);
+    file.open(name.data(), pagePixels.width, pagePixels.height, problem);
+  }
+  written =
+      file.isOpen() && file.append(std::span(pagePixels.data, pagePixels.pixelCount()), pageInfo, problem);
+  if (!written) {
+    file.close();
+    logger::error(
+        format("Frame dump stopped: '{:s}': {:s}", std::string_view(name.data()), std::string_view(problem)),
+        LOG_HERE);
+  }
+  return multithreading::kTaskDone;
+}
+
+}  // namespace imageFiles
