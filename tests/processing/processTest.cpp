@@ -80,6 +80,8 @@ TEST_F(Process, StagesRunInOrder) {
   mapping.levelCompensation = true;
   ASSERT_TRUE(feed(cold, 1));
   EXPECT_EQ(output(), (Levels{0, 257, 2570, 12850, 25700, 51400, 65278, 65535}));
+  EXPECT_EQ(mapping.shownLow, 1000);
+  EXPECT_EQ(mapping.shownHigh, 1255);
   ASSERT_TRUE(feed(warm, 2));
 
   EXPECT_EQ(pixels(camera.processing.correctedCopy), warm);
