@@ -38,7 +38,7 @@ Ranges evaluate(const PolynomialFlatField& polynomials, float temperatureK, imag
     ranges.gain.add(ofBand.gain);
     ranges.offset.add(ofBand.offset);
   };
-  runBands(gainMap.height, evaluateRows, "updatePolyfit");
+  runBands(bandTaskCount(), gainMap.height, evaluateRows, "updatePolyfit");
   return ranges;
 }
 

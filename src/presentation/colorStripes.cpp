@@ -7,6 +7,7 @@
 #include "core/multithreading.h"
 #include "presentation/kernels/colorizeRows.h"
 #include "processing/rowBands.h"
+#include "processing/runBands.h"
 
 namespace {
 
@@ -43,6 +44,10 @@ unsigned colorStripeCount(std::int32_t processingUnits, std::uint32_t height) {
 
 void paintStripes(ImageView<const std::uint16_t> levels, ImageView<rgb_24b> colors, const ColorTable& table,
                   unsigned stripes) {
+  if (bandTaskCountOf(levels.pixelCount()) == 1) {
+    const auto painted = kernels::stripeBand(stripes - 1, stripes, levels.height);
+    return kernels::colorizeRows(levels, colors, table, 0, painted.end);
+  }
   const StripeJob job{levels, colors, table, stripes};
   StartedStripes started;
   for (unsigned s = 0; s < stripes; s++) {

@@ -14,6 +14,11 @@ std::uint32_t bandTaskCount(std::int32_t processingUnits) {
 
 std::uint32_t bandTaskCount() { return bandTaskCount(settings::current().processingUnits); }
 
+std::uint32_t bandTaskCountOf(std::size_t pixels) {
+  constexpr std::size_t kWorthSplitting = 500'000;
+  return pixels < kWorthSplitting ? 1 : bandTaskCount();
+}
+
 namespace {
 
 /// The futures of one call. Waits for what was started whatever happens: the bands borrow from the caller.
@@ -40,8 +45,9 @@ class StartedBands {
 
 void detail::runBands(std::uint32_t tasks, std::uint32_t height, BandFunction run, void* task,
                       std::string_view name) {
+  if (tasks <= 1) return run(task, kernels::rowBand(0, tasks, height));
   StartedBands started;
-  for (std::uint32_t t = 0; t < std::max(tasks, 1u); ++t) {
+  for (std::uint32_t t = 0; t < tasks; ++t) {
     const kernels::RowBand band = kernels::rowBand(t, tasks, height);
     if (band.empty()) break;  // so are all that follow
     const auto work = [run, task, band] {

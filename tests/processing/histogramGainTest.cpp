@@ -1,4 +1,5 @@
 #include "processing/kernels/histogramGain.h"
+#include "processing/kernels/pixelwise.h"
 
 #include <gtest/gtest.h>
 
@@ -210,7 +211,7 @@ TEST(HistogramGain, CountsFollowThePixels) {
     scene.correct(0.75f, kSteepest);
     std::copy(scene.before.begin(), scene.before.end(), scene.picture.data);
     kernels::shiftLevels(scene.picture.view(), shift);
-    kernels::lookUp(scene.picture.view(), kernels::ConstGainTable{scene.curve.table});
+    kernels::lookUpPixels(scene.picture.view().pixels(), kernels::ConstGainTable{scene.curve.table});
     kernels::countLevels(scene.picture.view(), LevelCounts{expected});
     kernels::countMapped(ConstLevelCounts{scene.curve.histogram}, shift,
                          kernels::ConstGainTable{scene.curve.table}, LevelCounts{counts});

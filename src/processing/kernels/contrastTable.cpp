@@ -31,10 +31,17 @@ void tabulateContrast(ConstLevelCounts counts, std::size_t pixels, float clipFra
   }
   const float scale = static_cast<float>(total);
   float sum = 0.0f;
-  for (std::size_t level = 0; level < kLevels; ++level) {
+  constexpr std::size_t kBlock = 16;
+  for (std::size_t begin = 0; begin < kLevels; begin += kBlock) {
     // Most levels of a frame are empty, and those leave the sum as it is to the bit.
-    if (counts[level] != 0) sum = static_cast<float>(std::min(counts[level], limit)) / scale + sum;
-    contrast[level] = sum;
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < kBlock; ++i) bits |= counts[begin + i];
+    for (std::size_t i = 0; i < kBlock; ++i) {
+      if (bits != 0 && counts[begin + i] != 0) {
+        sum = static_cast<float>(std::min(counts[begin + i], limit)) / scale + sum;
+      }
+      contrast[begin + i] = sum;
+    }
   }
 }
 

@@ -7,6 +7,7 @@
 
 #include "common/numerics.h"
 #include "common/vectorised.h"
+#include "processing/kernels/pixelwise.h"
 
 namespace kernels {
 
@@ -230,14 +231,10 @@ void tabulateGain(ConstLevelCounts histogram, const GainSettings& settings, Gain
   writer.appendFlat(kTopLevel + 1);
 }
 
-void lookUp(ImageView<std::uint16_t> image, ConstGainTable table) {
-  for (std::uint16_t& level : image.pixels()) level = table[level];
-}
-
 void correctImage(ImageView<std::uint16_t> image, ConstLevelCounts histogram, const GainSettings& settings,
                   GainTable table) {
   tabulateGain(histogram, settings, table);
-  lookUp(image, table);
+  lookUpPixels(image.pixels(), table);
 }
 
 OMBRIX_VECTORISED

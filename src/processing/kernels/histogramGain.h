@@ -30,9 +30,6 @@ struct GainSettings {
 /// limited, leaves. The linear share does not trim: with weight 0 the picture is that of the linear mapping.
 void tabulateGain(ConstLevelCounts histogram, const GainSettings& settings, GainTable table);
 
-/// Replaces every pixel by its entry of the table.
-void lookUp(ImageView<std::uint16_t> image, ConstGainTable table);
-
 /// Histogram gain control: maps an image by the curve of `tabulateGain`, kept in `table`.
 /// histogram: the levels of the image, possibly before a small shift of them all.
 void correctImage(ImageView<std::uint16_t> image, ConstLevelCounts histogram, const GainSettings& settings,

@@ -49,7 +49,7 @@ ImageView<std::uint16_t> measuredImage(FrameContext& frame) {
                            {manual.sums.view().row(rows.first), all.width, height}, manual.mean,
                            manual.frames);
   };
-  runBands(all.height, subtract, "columnRemainder");
+  runBands(bandTaskCountOf(all.pixelCount()), all.height, subtract, "columnRemainder");
   return remainder;
 }
 
@@ -60,7 +60,7 @@ void computeColumnGradient(FrameContext& frame, ImageView<const std::uint16_t> v
   const auto sum = [&](kernels::RowBand segments) {
     kernels::sumColumnVotes(view, gates, segments, state.votes);
   };
-  runBands(kernels::kStripeSegments, sum, "columnGradient");
+  runBands(bandTaskCountOf(view.pixelCount()), kernels::kStripeSegments, sum, "columnGradient");
   kernels::measureColumnOffsets(state.votes, view.height, state.profile, state.sums, state.offsets);
 }
 
@@ -86,7 +86,7 @@ void correctColumnNoise(FrameContext& frame, ImageView<std::uint16_t> view, std:
   ColumnStripeState& state = frame.data.destriping.columns;
   state.shifts.round(offsets);
   const auto shift = [&](kernels::RowBand rows) { kernels::shiftColumns(view, state.shifts, rows); };
-  runBands(view.height, shift, "columnNoise");
+  runBands(bandTaskCountOf(view.pixelCount()), view.height, shift, "columnNoise");
 }
 
 void correctPasses(FrameContext& frame, std::size_t passes) {

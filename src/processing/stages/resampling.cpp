@@ -16,7 +16,7 @@ void interpolate(FrameContext& frame, const image<unsigned short>& from, image<u
                  kernels::InterpolationWeights& weights, float zoom, std::uint8_t method) {
   if (zoom == 1.0f || !usableZoom(zoom)) return copyImage(from, to);
   weights.prepare(zoom, method, from.width, from.height);
-  const std::uint32_t tasks = bandTaskCount();
+  const std::uint32_t tasks = bandTaskCountOf(to.pixelCount());
   BandScratch& scratch = frame.data.resampling.scratch;
   scratch.prepare(tasks, to.height, kernels::interpolationScratch(to.width));
   const auto run = [&, in = from.view(), out = to.view()](kernels::RowBand band) {
@@ -45,7 +45,7 @@ void resampleFirst(FrameContext& frame) {
   }
   const auto run = [factor = digitalFactor(zoom), in = frame.working->view(), out = data.zoomImage.view()](
                        kernels::RowBand band) { kernels::zoomPixels(in, out, factor, band); };
-  runBands(data.zoomImage.height, run, "digitalZoom");
+  runBands(bandTaskCountOf(data.zoomImage.pixelCount()), data.zoomImage.height, run, "digitalZoom");
 }
 
 /// Into the output image, or beside it for the spatial filter, which cannot work in place. For that one a

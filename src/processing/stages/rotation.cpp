@@ -18,7 +18,7 @@ void rotateFrame(FrameContext& frame) {
   const ImageView<const std::uint16_t> in = frame.working->view();
   const ImageView<std::uint16_t> out = rotated.view();
   const kernels::RotationStep step = kernels::rotationStep(double{degrees});
-  runBands(
-      out.height, [&](kernels::RowBand band) { kernels::rotateImage(in, out, step, band); }, "rotateImage");
+  const auto rotate = [&](kernels::RowBand band) { kernels::rotateImage(in, out, step, band); };
+  runBands(bandTaskCountOf(out.pixelCount()), out.height, rotate, "rotateImage");
   frame.working = &rotated;
 }

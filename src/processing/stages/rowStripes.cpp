@@ -20,7 +20,7 @@ void computeRowGradient(FrameContext& frame) {
   const auto measure = [&](kernels::RowBand rows) {
     kernels::measureRowOffsets(view, gates, rows, state.offsets);
   };
-  runBands(view.height, measure, "rowGradient");
+  runBands(bandTaskCountOf(view.pixelCount()), view.height, measure, "rowGradient");
   state.offsets.sort();
 }
 
@@ -47,7 +47,7 @@ void correctRowNoise(FrameContext& frame) {
   const ImageView<std::uint16_t> view = frame.working->view();
   const auto& total = frame.data.destriping.rows.total;
   const auto shift = [&](kernels::RowBand rows) { kernels::shiftRows(view, total, rows); };
-  runBands(view.height, shift, "rowNoise");
+  runBands(bandTaskCountOf(view.pixelCount()), view.height, shift, "rowNoise");
 }
 
 }  // namespace

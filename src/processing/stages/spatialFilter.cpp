@@ -34,7 +34,7 @@ void filterSpatially(FrameContext& frame) {
   output.spatialFilterState = OutputState::spatialFilterRunning;
   image<unsigned short>& picture = frame.data.outputImage;
   const float sigma = smoothedSigma(frame);
-  const std::uint32_t tasks = bandTaskCount();
+  const std::uint32_t tasks = bandTaskCountOf(picture.pixelCount());
   state.scratch.prepare(tasks, picture.height, kernels::filterScratch(picture.width));
   const auto run = [sigma, &scratch = state.scratch, in = state.filterInput->view(),
                     out = picture.view()](kernels::RowBand band) {

@@ -92,7 +92,7 @@ void correctWithPolynomials(FrameContext& frame) {
   const FlatFieldTables& tables = frame.data.flatField.ffcTables;
   if (!fits(tables.polynomialGain, frame) || !fits(tables.polynomialOffset, frame)) return;
   applyFFC(*frame.working, tables.polynomialGain, tables.polynomialOffset, frame.data.radiometry.rangeMinK,
-           frame.data.radiometry.rangeSpanK, bandTaskCount());
+           frame.data.radiometry.rangeSpanK, bandTaskCountOf(frame.working->pixelCount()));
 }
 
 void showTable(FrameContext& frame) {
@@ -152,5 +152,6 @@ void correctTemperatures(FrameContext& frame) {
   const Radiometry& radiometry = frame.data.radiometry;
   if (!radiometry.radiometricCorrection || !frame.data.flatField.shutterlessCorrection) return;
   if (frame.calibrating()) return;
-  applyThermographicCorrection(*frame.working, radiometry.thermographicTable, bandTaskCount());
+  applyThermographicCorrection(*frame.working, radiometry.thermographicTable,
+                               bandTaskCountOf(frame.working->pixelCount()));
 }

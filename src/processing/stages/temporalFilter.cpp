@@ -17,5 +17,5 @@ void filterTemporally(FrameContext& frame) {
     output.temporalStateValid = true;
     return;
   }
-  EWMA(*frame.working, state, output.temporalFiltering, bandTaskCount());
+  EWMA(*frame.working, state, output.temporalFiltering, bandTaskCountOf(state.pixelCount()));
 }
