@@ -78,4 +78,15 @@ void PluggedCamera::stop() {
   condition.notify_all();
 }
 
+std::vector<std::string> PluggedCamera::transferLines() const {
+  std::vector<std::string> lines;
+  for (const auto& transfer : camera.transfers()) {
+    const std::string what = transfer.set ? "SET" : "GET";
+    const std::string bytes = transfer.set ? transfer.text : format("{:d}", transfer.sizeBytes);
+    const std::string failure = transfer.status < 0 ? format(" (error {:d})", -transfer.status) : "";
+    lines.push_back(format("{:s} {:d} {:s}{:s}", what, transfer.selector, bytes, failure));
+  }
+  return lines;
+}
+
 }  // namespace virtualcamera

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "acquisition/backends/simulated/SimulatedCamera.h"
 #include "common/mutex.h"
@@ -27,6 +28,9 @@ class PluggedCamera {
   bool run();
   /// From any thread.
   void stop();
+  /// What passed the extension unit so far: "SET 5 R12 0000 0000" is a command through control 5,
+  /// "GET 5 16" an answer of 16 bytes; failed ones are marked.
+  std::vector<std::string> transferLines() const;
 
  private:
   bool waitForReplug();

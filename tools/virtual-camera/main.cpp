@@ -7,6 +7,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +30,7 @@ constexpr unsigned kLastPort = 7;
 struct Options {
   std::string scenario = "bramble6";
   std::string attachRoot = virtualcamera::kDefaultAttachRoot;
+  std::string transfers;
   std::optional<unsigned> port;
 };
 
@@ -46,6 +48,17 @@ bool readCameras(const Options& options, simulation::Scenario& scenario) {
     return false;
   }
   return true;
+}
+
+/// Writes what passed the cameras' extension units, camera by camera.
+bool writeTransfers(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const std::string& path) {
+  std::ofstream file(path);
+  for (const auto& camera : cameras) {
+    for (const auto& line : camera->transferLines()) file << line << '\n';
+  }
+  file.close();
+  if (!file) complain(path + ": cannot be written");
+  return !file.fail();
 }
 
 /// Serves every camera on a thread of its own until a signal comes or none of them is left.
@@ -89,7 +102,9 @@ int run(const Options& options) {
     complain(reason);
     return kExitFailure;
   }
-  return serve(cameras, signals);
+  const int code = serve(cameras, signals);
+  const bool written = options.transfers.empty() || writeTransfers(cameras, options.transfers);
+  return written ? code : kExitFailure;
 }
 
 }  // namespace
@@ -107,6 +122,8 @@ int main(int argc, char** argv) {
   app.add_option("--port", options.port,
                  "port of the first camera, the others follow (without it: the first free ones)")
       ->check(CLI::Range(0U, kLastPort));
+  app.add_option("--transfers", options.transfers,
+                 "file for what passed the extension units, written at the end");
   app.add_option("--attach-root", options.attachRoot, "the virtual host controller's directory")
       ->capture_default_str();
   try {
