@@ -23,7 +23,7 @@ std::chrono::steady_clock::duration duration(double seconds) {
 }  // namespace
 
 CameraServer::CameraServer(simulation::SimulatedCamera& simulated, int connected)
-    : camera(simulated), control(camera), socket(connected) {}
+    : camera(simulated), control(camera), stepped(camera.description().singleStep), socket(connected) {}
 
 CameraServer::~CameraServer() { close(socket); }
 
@@ -40,6 +40,12 @@ void CameraServer::stop() {
   shutdown(socket, SHUT_RDWR);
   MutexLock lock(mutex);
   ended = true;
+  condition.notify_all();
+}
+
+void CameraServer::step() {
+  MutexLock lock(mutex);
+  ++steps;
   condition.notify_all();
 }
 
@@ -151,6 +157,11 @@ bool CameraServer::waitForStream() {
 /// Waits until the next frame is due; false when this stream has ended.
 bool CameraServer::waitForTurn() {
   MutexLock lock(mutex);
+  while (stepped && streaming() && steps == 0) condition.wait(lock.native());
+  if (stepped && streaming()) {
+    --steps;
+    return true;
+  }
   while (streaming()) {
     const auto now = Clock::now();
     const auto due = nextDue + duration(camera.jitterSeconds(camera.framesPassed()));
@@ -171,7 +182,7 @@ void CameraServer::dropLateFrames(Clock::time_point now) {
 }
 
 void CameraServer::sendNextFrame() {
-  dropLateFrames(Clock::now());
+  if (!stepped) dropLateFrames(Clock::now());
   frame.resize(camera.largestSampleBytes());
   const auto produced = camera.produce(frame);
   nextDue += duration(camera.periodSeconds());

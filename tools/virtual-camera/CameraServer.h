@@ -29,6 +29,8 @@ class CameraServer {
   void run();
   /// Ends `run`; the host sees the camera being pulled out. From any thread.
   void stop();
+  /// Lets one frame period of a camera that is stepped ("step=on") pass, once it streams. From any thread.
+  void step();
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -55,6 +57,7 @@ class CameraServer {
 
   simulation::SimulatedCamera& camera;
   UvcControl control;
+  const bool stepped;
   const int socket;
   std::vector<std::uint8_t> incoming;  ///< bytes behind a header; the reading thread's own
 
@@ -64,6 +67,7 @@ class CameraServer {
   std::condition_variable condition;
   std::deque<Transfer> waiting GUARDED_BY(mutex);  ///< of the stream's endpoint, in the host's order
   bool ended GUARDED_BY(mutex) = false;
+  std::uint64_t steps GUARDED_BY(mutex) = 0;    ///< that are still to be taken
   std::uint64_t starts GUARDED_BY(mutex) = 0;   ///< times that a stream was started
   std::uint64_t current GUARDED_BY(mutex) = 0;  ///< number of the stream that runs, 0 = none
   std::uint64_t served GUARDED_BY(mutex) = 0;   ///< number of the stream that the thread sends

@@ -78,6 +78,11 @@ void PluggedCamera::stop() {
   condition.notify_all();
 }
 
+void PluggedCamera::step() {
+  MutexLock lock(mutex);
+  if (server) server->step();
+}
+
 std::vector<std::string> PluggedCamera::transferLines() const {
   std::vector<std::string> lines;
   for (const auto& transfer : camera.transfers()) {

@@ -28,6 +28,8 @@ class PluggedCamera {
   bool run();
   /// From any thread.
   void stop();
+  /// Lets one frame period pass, where the scenario says "step=on". From any thread.
+  void step();
   /// What passed the extension unit so far: "SET 5 R12 0000 0000" is a command through control 5,
   /// "GET 5 16" an answer of 16 bytes; failed ones are marked.
   std::vector<std::string> transferLines() const;

@@ -1,10 +1,13 @@
 // Plugs simulated cameras into this machine's kernel, where any program finds them as USB cameras.
 
+#include <poll.h>
 #include <pthread.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
@@ -61,6 +64,24 @@ bool writeTransfers(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, 
   return !file.fail();
 }
 
+/// Returns at a signal. Until then every line on standard input is a frame period for stepped cameras.
+void waitForEnd(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const sigset_t& signals) {
+  const int arrived = signalfd(-1, &signals, SFD_CLOEXEC);
+  pollfd sources[] = {{arrived, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
+  while (poll(sources, 2, -1) >= 0 || errno == EINTR) {
+    if (sources[0].revents != 0) break;
+    if (sources[1].revents == 0) continue;
+    char characters[64];
+    const auto count = read(STDIN_FILENO, characters, sizeof characters);
+    if (count <= 0) sources[1].fd = -1;  // nobody steps any more
+    for (ssize_t i = 0; i < count; ++i) {
+      if (characters[i] != '\n') continue;
+      for (const auto& camera : cameras) camera->step();
+    }
+  }
+  close(arrived);
+}
+
 /// Serves every camera on a thread of its own until a signal comes or none of them is left.
 int serve(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const sigset_t& signals) {
   std::atomic<std::size_t> left = cameras.size();
@@ -72,8 +93,7 @@ int serve(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const sigs
       if (--left == 0) kill(getpid(), SIGTERM);  // wakes the wait below
     });
   }
-  int signal = 0;
-  sigwait(&signals, &signal);
+  waitForEnd(cameras, signals);
   for (const auto& camera : cameras) camera->stop();
   for (auto& thread : threads) thread.join();
   return failed ? kExitFailure : kExitDone;
@@ -115,6 +135,7 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "ombrix " OMBRIX_VERSION);
   app.footer(
       "Needs root and the kernel module vhci-hcd. The cameras stay plugged in until Ctrl-C.\n"
+      "With step=on in the scenario, each line on standard input lets a frame period pass.\n"
       "Exit codes: 0 done, 1 a camera cannot be plugged in, 2 wrong arguments.");
   app.add_option("SCENARIO", options.scenario,
                  "the cameras: a scenario's text or file, such as bramble6,marlow3;scene=room")
