@@ -15,6 +15,7 @@ namespace virtualcamera {
 namespace {
 
 constexpr auto kSlice = std::chrono::milliseconds(20);
+constexpr auto kPortPatience = std::chrono::seconds(5);  // the host takes its time to free a port
 
 }  // namespace
 
@@ -57,10 +58,21 @@ bool PluggedCamera::run() {
     report(format("{:s} {:d}: {:s}", camera.model().name, camera.description().serialNumber,
                   unplugged ? "unplugged" : "detached by the host"));
     if (!unplugged || !waitForReplug()) return true;
-    const auto reason = plugIn();
+    const auto reason = plugInAgain();
     if (reason.empty()) continue;
     report(format("{:s} {:d}: {:s}", camera.model().name, camera.description().serialNumber, reason));
     return false;
+  }
+}
+
+std::string PluggedCamera::plugInAgain() {
+  const auto deadline = std::chrono::steady_clock::now() + kPortPatience;
+  for (;;) {
+    auto reason = plugIn();
+    if (reason.empty() || std::chrono::steady_clock::now() > deadline) return reason;
+    MutexLock lock(mutex);
+    if (stopping) return reason;
+    condition.wait_for(lock.native(), kSlice);
   }
 }
 

@@ -36,6 +36,7 @@ class PluggedCamera {
 
  private:
   bool waitForReplug();
+  std::string plugInAgain();
 
   simulation::SimulatedCamera camera;
   const std::string root;
