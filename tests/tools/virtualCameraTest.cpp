@@ -274,6 +274,7 @@ class Host {
     close(socket);
   }
 
+  void step() { server->step(); }
   struct Reply {
     std::uint32_t kind = 0, sequence = 0;
     std::int32_t status = 0;
@@ -310,8 +311,8 @@ class Host {
     storeLittle16(&header[46], setup.length);
     ins[sequence] = in;
     append(header, data);
-    EXPECT_EQ(::send(socket, header.data(), header.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(header.size()));
+    // A camera that has hung up already shows in `receive`.
+    static_cast<void>(::send(socket, header.data(), header.size(), MSG_NOSIGNAL));
     return sequence;
   }
   void unlink(std::uint32_t which) {
@@ -367,9 +368,10 @@ class Host {
 }  // namespace
 
 TEST(VirtualCamera, StreamsTheSimulatorsBytesUntilItIsUnplugged) {
-  const std::string scenario = "hollis12;rate=100;buffers=64;seed=3";
+  const std::string scenario = "hollis12;step=on;seed=3";
   Host host(scenario + ";fault=short:1@2;fault=missing:1@3;fault=unplug@5");
   host.start();
+  for (int n = 0; n < 6; ++n) host.step();
   simulation::SimulatedCamera twin(cameraSpec(scenario));
   Bytes expected(twin.largestSampleBytes()), frame;
   for (int n = 0; n < 5; ++n) {
