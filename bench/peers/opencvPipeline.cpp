@@ -157,12 +157,10 @@ class OpenCvPipeline {
 
   void colourise() {
     const auto paintRows = [this](const cv::Range& rows) {
-      const cv::Vec3b* const entries = palette.data();
-      const int columns = average.cols;
       for (int y = rows.start; y < rows.end; ++y) {
         const auto* const levels = average.ptr<std::uint16_t>(y);
         auto* const out = colours.ptr<cv::Vec3b>(y);
-        for (int x = 0; x < columns; ++x) out[x] = entries[levels[x]];
+        for (int x = 0; x < average.cols; ++x) out[x] = palette[levels[x]];
       }
     };
     cv::parallel_for_(cv::Range(0, average.rows), paintRows);
