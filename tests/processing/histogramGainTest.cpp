@@ -133,7 +133,7 @@ class Scene {
     picture.view().at(x, y) = static_cast<std::uint16_t>(level + gaussian(random));
   }
   void correct(float weight, std::int32_t steepest) {
-    const auto measured = kernels::measureFrame(picture.view(), LevelCounts{curve.histogram});
+    const auto measured = kernels::measureFrame(picture.view(), LevelCounts{curve.histogram}, banks);
     low = measured.minimum.level;
     high = measured.maximum.level;
     before = {picture.data, picture.data + picture.pixelCount()};
@@ -146,6 +146,7 @@ class Scene {
   std::normal_distribution<double> gaussian;
   image<unsigned short> picture{320, 240};
   Curve curve;
+  kernels::CountBanks banks;
   Levels before;
   std::uint16_t low = 0, high = 0;
 };

@@ -22,6 +22,8 @@ struct Size {
 };
 constexpr Size kAwkwardSizes[] = {{1, 1}, {7, 3}, {1, 41}, {33, 17}, {131, 9}};
 
+kernels::CountBanks banks;
+
 image<unsigned short> pictureOf(const Levels& levels, Size size) {
   image<unsigned short> picture(size.width, size.height);
   for (std::size_t i = 0; i < picture.pixelCount(); ++i) picture.data[i] = levels[i % levels.size()];
@@ -48,7 +50,7 @@ TEST(FrameMeasurement, MatchesThePlainLoop) {
   for (const Size size : kAwkwardSizes) {
     for (unsigned seed = 0; seed < 8; ++seed) {
       const auto picture = noise(size, seed);
-      const auto measured = kernels::measureFrame(picture.view(), LevelCounts{histogram});
+      const auto measured = kernels::measureFrame(picture.view(), LevelCounts{histogram}, banks);
 
       Counts expectedHistogram(kLevels);
       kernels::LevelAt low{picture.data[0], 0, 0};
@@ -90,7 +92,7 @@ TEST(FrameMeasurement, MeanFollowsTheSequentialSumThroughTies) {
       sum += static_cast<float>(picture.data[i]);
     }
     const auto mean = static_cast<std::uint16_t>(sum / static_cast<float>(picture.pixelCount()));
-    ASSERT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}).mean, mean);
+    ASSERT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}, banks).mean, mean);
   }
 }
 
@@ -103,7 +105,7 @@ TEST(LinearMapping, MatchesThePlainLoop) {
   for (const Size size : kAwkwardSizes) {
     for (const auto& b : bounds) {
       auto picture = noise(size, b.high);
-      kernels::measureFrame(picture.view(), LevelCounts{histogram});
+      kernels::measureFrame(picture.view(), LevelCounts{histogram}, banks);
       Levels expected = pixelsOf(picture);
       Counts expectedCounts(kLevels);
       const float scale = 65535.0f / static_cast<float>(b.high - b.low);
