@@ -60,7 +60,6 @@ void CameraRig::calibrate() {
 }
 
 void CameraRig::keepCorrected() {
-  FairLock lock(frameMutex);
   for (std::size_t i = 0; i < 2 * SyntheticCamera::kFrames; ++i) {
     unpackSample();
     fetchFrame();
@@ -88,6 +87,7 @@ void CameraRig::fetchCorrected() {
 }
 
 void CameraRig::processFrame() {
+  FairLock lock(frameMutex);
   const image<unsigned short>& output = data().outputImage;
   if (!process(&acquisition) || !colorize(&acquisition, output.width, output.height))
     throw std::runtime_error("a frame was not processed");

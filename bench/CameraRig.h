@@ -30,7 +30,7 @@ class CameraRig {
   /// colours it.
   void unpackSample();
   void fetchFrame();
-  void processFrame() REQUIRES(frameMutex);
+  void processFrame() EXCLUDES(frameMutex);
   /// A corrected frame, as the stages after the corrections get it.
   void fetchCorrected();
 

@@ -56,8 +56,7 @@ void measureFrames(benchmark::State& state, const processData<unsigned short>& d
 void linearFrame(benchmark::State& state, const FrameSize& size, int units) {
   const ProcessingUnits processingUnits(units);
   CameraRig rig(static_cast<std::uint16_t>(size.width), static_cast<std::uint16_t>(size.height));
-  FairLock lock(frameMutex);
-  measureFrames(state, rig.data(), units, [&rig]() REQUIRES(frameMutex) {
+  measureFrames(state, rig.data(), units, [&rig] {
     rig.unpackSample();
     rig.fetchFrame();
     rig.processFrame();
@@ -67,9 +66,7 @@ void linearFrame(benchmark::State& state, const FrameSize& size, int units) {
 /// A camera as an application gets it that calls no setter.
 void defaultFrame(benchmark::State& state, const std::string& model, int units) {
   OpenedCamera camera(model, units);
-  FairLock lock(frameMutex);
-  measureFrames(state, camera.acquisition().processing, units,
-                [&camera]() REQUIRES(frameMutex) { camera.processFrame(); });
+  measureFrames(state, camera.acquisition().processing, units, [&camera] { camera.processFrame(); });
 }
 
 }  // namespace

@@ -101,6 +101,7 @@ const Kernel kKernels[] = {
     {"colourise", true, nothing,
      [](CameraRig& rig, FrameContext&) {
        const image<unsigned short>& output = rig.data().outputImage;
+       FairLock lock(frameMutex);
        colorize(&rig.acquisition, output.width, output.height);
      }},
 };
@@ -110,7 +111,6 @@ void runKernel(benchmark::State& state, const Kernel& kernel, const FrameSize& s
   CameraRig rig(static_cast<std::uint16_t>(size.width), static_cast<std::uint16_t>(size.height));
   kernel.setUp(rig);
   std::optional<FrameContext> frame;
-  FairLock lock(frameMutex);
   measure(
       state, rig.pixelCount(), units,
       [&] {
