@@ -11,6 +11,7 @@
 
 #include "common/mutex.h"
 #include "core/TaskQueue.h"
+#include "core/threadStart.h"
 
 namespace ThreadPool {
 namespace {
@@ -71,7 +72,8 @@ struct ThreadPool<0, 0>::Impl {
   void start(unsigned workers) {
     threads.reserve(workers);
     try {
-      while (threads.size() < workers) threads.emplace_back([this] { workerThreadProc(); });
+      while (threads.size() < workers)
+        threads.push_back(threadStart::start("worker", [this] { workerThreadProc(); }));
     } catch (...) {  // the system refuses another thread: the pool makes do with those it has
       if (threads.empty()) throw;
     }
