@@ -52,7 +52,7 @@ void PromisedTask::run() noexcept {
 struct ThreadPool<0, 0>::Impl {
   const unsigned maxThreads = hardwareThreads();
   std::vector<std::thread> threads;
-  Mutex queueMutex;
+  Mutex queueMutex{LockRank::taskQueue};
   std::condition_variable workAvailable;
   TaskQueue queue GUARDED_BY(queueMutex);
   bool stopRequested GUARDED_BY(queueMutex) = false;

@@ -11,7 +11,7 @@ PoolPointer auxiliaryPool;
 
 namespace {
 struct PoolList {
-  Mutex mutex;
+  Mutex mutex{LockRank::pools};
   std::vector<std::unique_ptr<WorkerPool>> pools GUARDED_BY(mutex);
 };
 
