@@ -35,7 +35,7 @@ class Expected {
   }
 
  private:
-  Mutex mutex;
+  Mutex mutex{LockRank::logSink};
   std::vector<std::string> texts GUARDED_BY(mutex);
 };
 
