@@ -134,9 +134,10 @@ void publish(PublishedFrame& frame, std::uint64_t frameNumber, const std::vector
 
 void updatePublicationRate(imageAcquisition& camera, std::uint64_t previousStampUs) REQUIRES(frameMutex) {
   if (camera.rawFrame.counter < 2 || camera.rawFrame.stampUs <= previousStampUs) return;
-  const float rate = 1e6f / static_cast<float>(camera.rawFrame.stampUs - previousStampUs);
-  camera.publicationRate =
-      camera.publicationRate == 0.0f ? rate : 0.9f * camera.publicationRate + 0.1f * rate;
+  const float period = 1e-6f * static_cast<float>(camera.rawFrame.stampUs - previousStampUs);
+  // The periods are averaged: a mean of momentary rates would tell too much when frames come unevenly.
+  const float before = camera.publicationRate == 0.0f ? period : 1.0f / camera.publicationRate;
+  camera.publicationRate = 1.0f / (0.9f * before + 0.1f * period);
 }
 
 bool colorFrameWanted(const imageAcquisition& camera) {

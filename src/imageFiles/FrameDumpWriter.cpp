@@ -1,6 +1,7 @@
 #include "imageFiles/FrameDumpWriter.h"
 
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <span>
 #include <string_view>
@@ -21,6 +22,7 @@ DumpName dumpName(const std::string& cameraName, std::uint64_t serialNumber) {
 }
 
 image<unsigned short>& FrameDumpWriter::page(std::uint16_t width, std::uint16_t height) {
+  waitForTask();
   if (pagePixels.width != width || pagePixels.height != height) {
     close();
     pagePixels.allocate(width, height);
@@ -39,21 +41,35 @@ void FrameDumpWriter::start(WorkerPool* pool, const DumpName& fileName, const Pi
 bool FrameDumpWriter::finish(WorkerPool* pool) {
   if (!task.valid()) return true;
   if (pool) pool->runPending();
-  multithreading::waitThread(task);
+  waitForTask();
   return written;
 }
 
-void FrameDumpWriter::close() { file.close(); }
+void FrameDumpWriter::close() {
+  waitForTask();
+  file.close();
+}
 
-int FrameDumpWriter::writeTiffThreadProc() {
-  std::string problem;
+void FrameDumpWriter::waitForTask() {
+  if (task.valid()) multithreading::waitThread(task);
+}
+
+bool FrameDumpWriter::appendPage(std::string& problem) {
   if (!file.isOpen()) {
     std::error_code ignored;  // what cannot be made cannot be opened either
     std::filesystem::create_directories(std::filesystem::path(name.data()).parent_path(), ignored);
-    file.open(name.data(), pagePixels.width, pagePixels.height, problem);
+    if (!file.open(name.data(), pagePixels.width, pagePixels.height, problem)) return false;
   }
-  written =
-      file.isOpen() && file.append(std::span(pagePixels.data, pagePixels.pixelCount()), pageInfo, problem);
+  return file.append(std::span(pagePixels.data, pagePixels.pixelCount()), pageInfo, problem);
+}
+
+int FrameDumpWriter::writeTiffThreadProc() {
+  std::string problem;
+  try {
+    written = appendPage(problem);
+  } catch (const std::exception& failure) {  // no memory
+    problem = failure.what();
+  }
   if (!written) {
     file.close();
     logger::error(

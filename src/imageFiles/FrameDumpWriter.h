@@ -29,10 +29,12 @@ class FrameDumpWriter {
   /// Waits for the task, which runs here when no worker has taken it. True when the page is in the file, or
   /// when there was none to write.
   bool finish(WorkerPool* pool);
-  /// Closes the file; not between `start` and `finish`.
   void close();
 
  private:
+  /// A frame that failed between `start` and `finish` leaves its task behind.
+  void waitForTask();
+  bool appendPage(std::string& problem);
   int writeTiffThreadProc();
 
   DumpName name{};

@@ -1,6 +1,7 @@
 #include "imageFiles/SnapshotWriter.h"
 
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -54,8 +55,12 @@ const std::array<SnapshotWriter::Word, 4> SnapshotWriter::kWords = {{
 }};
 
 void SnapshotWriter::offer(const SnapshotSource& source, const std::function<WorkerPool*()>& pool) {
-  if (asked) offerRequest(source, pool);
-  offerWords(source, pool);
+  try {
+    if (asked) offerRequest(source, pool);
+    offerWords(source, pool);
+  } catch (const std::exception& failure) {  // no memory; the frame itself is good
+    logger::error(format("Snapshot not written: {:s}", failure.what()), LOG_HERE);
+  }
 }
 
 bool SnapshotWriter::pending(std::size_t word) {
@@ -84,18 +89,23 @@ void SnapshotWriter::offerWords(const SnapshotSource& source, const std::functio
 }
 
 void SnapshotWriter::offerRequest(const SnapshotSource& source, const std::function<WorkerPool*()>& pool) {
+  Content content{};
   {
     MutexLock lock(requestMutex);
-    if (request.state != RequestState::asked || requestSlot.busy || !available(source, request.content)) {
-      return;
-    }
-    request.state = RequestState::writing;
+    content = request.content;
+    if (request.state != RequestState::asked || requestSlot.busy || !available(source, content)) return;
     requestSlot.path = request.path;
-    requestSlot.requested = true;
-    fill(requestSlot, source, request.content);
+    request.state = RequestState::writing;
     asked = false;
   }
-  start(requestSlot, pool());
+  try {
+    requestSlot.requested = true;
+    fill(requestSlot, source, content);
+    start(requestSlot, pool());
+  } catch (...) {
+    finishRequest(false);
+    throw;
+  }
 }
 
 void SnapshotWriter::fill(Slot& slot, const SnapshotSource& source, Content content) {
@@ -114,20 +124,30 @@ void SnapshotWriter::fill(Slot& slot, const SnapshotSource& source, Content cont
 
 void SnapshotWriter::start(Slot& slot, WorkerPool* pool) {
   slot.busy = true;
-  multithreading::startWorkerThread(
-      pool,
-      [this, &slot] {
-        write(slot);
-        return multithreading::kTaskDone;
-      },
-      "writeSnapshot");
+  try {
+    multithreading::startWorkerThread(
+        pool,
+        [this, &slot] {
+          write(slot);
+          return multithreading::kTaskDone;
+        },
+        "writeSnapshot");
+  } catch (...) {
+    slot.busy = false;
+    throw;
+  }
 }
 
 void SnapshotWriter::write(Slot& slot) {
-  std::error_code ignored;  // what cannot be made cannot be written to either
-  if (!slot.requested) std::filesystem::create_directories(kFolder, ignored);
   std::string problem;
-  const bool written = writePicture(slot.path, slot.picture, problem);
+  bool written = false;
+  try {
+    std::error_code ignored;  // what cannot be made cannot be written to either
+    if (!slot.requested) std::filesystem::create_directories(kFolder, ignored);
+    written = writePicture(slot.path, slot.picture, problem);
+  } catch (const std::exception& failure) {  // no memory for the file; the slot must come free all the same
+    problem = failure.what();
+  }
   if (written) {
     logger::info(format("Snapshot written: '{:s}'", slot.path), LOG_HERE);
   } else {

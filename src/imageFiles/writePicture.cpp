@@ -23,6 +23,11 @@ bool writePicture(const std::string& path, const Picture& picture, std::string& 
     problem = "its ending is none of .tiff, .tif and .png";
     return false;
   }
+  std::error_code status;
+  if (std::filesystem::is_fifo(path, status)) {  // opening one waits for its reader, for ever if need be
+    problem = "it is a pipe";
+    return false;
+  }
   const auto bytes = isTiffPath(path) ? encodeTiff(picture, problem) : encodePng(picture);
   if (bytes.empty()) return false;
   errno = 0;

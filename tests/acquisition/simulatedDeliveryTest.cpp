@@ -61,15 +61,11 @@ const std::string kStepped = "marlow3;scene=coded;step=on;defects=off";
 
 }  // namespace
 
-TEST(SimulatedDelivery, EnumeratesWithRecognisablePaths) {
+TEST(SimulatedDelivery, ListsWhatIsPluggedInAndOpensItOnce) {
   const auto platform = makeSimulatedPlatform("hollis12,bramble6,marlow3;step=on");
   std::vector<transport::DeviceRecord> devices;
   ASSERT_FALSE(platform->enumerate(devices).failed());
   ASSERT_EQ(devices.size(), 3u);
-  EXPECT_EQ(devices[0].friendlyName, "Hollis 12");
-  EXPECT_NE(devices[0].path.find("vid_5c2b&pid_96ec"), std::string::npos);
-  EXPECT_NE(devices[1].path.find("vid_5c2b&pid_96eb"), std::string::npos);
-  EXPECT_NE(devices[2].path.find("vid_5c2b&pid_96ea"), std::string::npos);
   platform->camera(1).apply("unplug");
   platform->enumerate(devices);
   EXPECT_EQ(devices.size(), 2u);
@@ -80,33 +76,6 @@ TEST(SimulatedDelivery, EnumeratesWithRecognisablePaths) {
   EXPECT_EQ(platform->open(0, receiver, second).status, -EBUSY);
   first.reset();
   EXPECT_EQ(platform->open(0, receiver, second).status, 0);
-}
-
-TEST(SimulatedDelivery, OneNodeCarriesTheUnit) {
-  Session session(kStepped);
-  const transport::Guid unit{0x39D89422, 0xA0A4, 0x443E, {0x87, 0xCC, 0xB4, 0x99, 0x07, 0x43, 0xDD, 0x5A}};
-  std::vector<transport::TopologyNode> nodes;
-  ASSERT_FALSE(session.device->topologyNodes(nodes).failed());
-  int carriers = 0, others = 0, carrier = -1;
-  for (const auto& node : nodes) {
-    const auto status = session.device->probeUnit(node.id, unit).status;
-    EXPECT_EQ(session.device->probeUnit(node.id, {}).status, transport::kStatusSetNotFound);
-    if (status == transport::kStatusMoreData) {
-      EXPECT_TRUE(node.deviceSpecific);
-      carrier = node.id;
-      ++carriers;
-    } else {
-      ++others;
-    }
-  }
-  EXPECT_EQ(carriers, 1);
-  EXPECT_GE(others, 1);
-  std::uint8_t command[16] = {'R', '1', '3', ' ', '0', '0', '0', '3', ' ', '0', '0', '0', '0'};
-  EXPECT_EQ(session.device->transferUnit(carrier + 1, unit, 5, transport::kTransferSet, command).status,
-            -ENOENT);
-  EXPECT_EQ(session.device->transferUnit(carrier, unit, 5, transport::kTransferSet, command).status, 0);
-  EXPECT_EQ(session.device->transferUnit(carrier, unit, 5, transport::kTransferGet, command).status, 0);
-  EXPECT_EQ(std::string(command, command + 13), "R13 0003 1234");
 }
 
 TEST(SimulatedDelivery, SingleStepsDeliverInOrder) {

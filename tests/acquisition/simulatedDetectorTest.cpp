@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "acquisition/backends/simulated/radiance.h"
 #include "support/simulatedFrames.h"
 
 // Every term of the detector, measured from the bytes that a camera sends. Spreads are held against the table
@@ -49,14 +48,6 @@ void expectWithin5Percent(double measured, double wanted, const char* what) {
 }
 
 }  // namespace
-
-TEST(SimulatedDetector, RadianceScale) {
-  EXPECT_NEAR(simulation::radianceOf(298.15), 0.0, 1e-9);
-  EXPECT_NEAR(simulation::radianceOf(298.65) - simulation::radianceOf(297.65), 1.0, 1e-4);
-  EXPECT_NEAR(simulation::radianceOf(323.15), 28.0253, 5e-4);
-  EXPECT_NEAR(simulation::radianceOf(263.15), -29.213, 5e-3);
-  EXPECT_NEAR(simulation::radianceOf(393.15), 138.33, 5e-3);
-}
 
 TEST(SimulatedDetector, TemporalAndRowNoise) {
   SimulatedCamera camera(plainSpec());

@@ -1,31 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 
 #include "acquisition/backends/simulated/SimulatedPlatform.h"
 #include "support/LogCapture.h"
+#include "support/scratchFiles.h"
 #include "support/simulatedFrames.h"
 
 using namespace simulation;
 
 namespace {
-
-/// A folder for one test.
-class Folder {
- public:
-  Folder()
-      : path(std::filesystem::temp_directory_path() / ("ombrix_scenario_" + std::to_string(::getpid()))) {
-    std::filesystem::create_directories(path);
-  }
-  ~Folder() { std::filesystem::remove_all(path); }
-  std::string write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path / name, std::ios::binary) << bytes;
-    return (path / name).string();
-  }
-  const std::filesystem::path path;
-};
 
 const std::string kPgm = std::string("P5\n# two by one\n2 1\n65535\n") + "\x12\x34\xFF" + "\xFE";
 
@@ -79,14 +63,12 @@ TEST(SimulatedScenario, ErrorsNameLineAndReason) {
       {"bramble6;rate", 2, "'rate' is not of the form key=value"},
       {"bramble6;seed=1;rate=501", 3, "'501' is no number within 1..500"},
       {"bramble6;rate=nan", 2, "'nan' is no number within 1..500"},
-      {"bramble6;rate=30Hz", 2, "'30Hz' is no number within 1..500"},
       {"bramble6;seed=-1", 2, "'-1' is no whole number within 0..18446744073709551615"},
       {"bramble6;scene=garden", 2, "'garden' is none of uniform, room, ramp, coded, file:PATH"},
       {"bramble6;scene=file:/none.pgm", 2, "scene file '/none.pgm': cannot be opened"},
       {"bramble6;fit=35", 2, "'35' is not of the form LOW..HIGH within -100..1000"},
       {"bramble6;serial=466099359", 2, "the serial number '466099359' cannot be stored"},
       {"bramble6;hollis12.rate=3", 2, "no camera 'hollis12' in this scenario"},
-      {"bramble6;1.rate=3", 2, "no camera '1' in this scenario"},
       {"bramble6;fault=melt", 2, "unknown fault 'melt'"},
       {"bramble6;fault=unplug@soon", 2, "'soon' is neither a frame number nor a time like 2.5s"},
       {"bramble6;fault=unplug:3", 2, "fault 'unplug' takes fewer arguments"},
@@ -105,10 +87,10 @@ TEST(SimulatedScenario, ErrorsNameLineAndReason) {
 }
 
 TEST(SimulatedScenario, FileWithCommentsAndAPictureBesideIt) {
-  const Folder folder;
-  folder.write("two.pgm", kPgm);
+  const ScratchFolder folder;
+  folder.file("two.pgm", kPgm);
   const auto path =
-      folder.write("demo.txt", "# demo\n\ncameras = hollis12  # one\nscene=file:two.pgm\r\nfit=10..35\n");
+      folder.file("demo.txt", "# demo\n\ncameras = hollis12  # one\nscene=file:two.pgm\r\nfit=10..35\n");
   Scenario scenario;
   ScenarioError error;
   ASSERT_TRUE(readScenario(path, scenario, error)) << error.reason;
@@ -121,9 +103,9 @@ TEST(SimulatedScenario, FileWithCommentsAndAPictureBesideIt) {
 }
 
 TEST(SimulatedScenario, AFaultyOneIsLoggedOnceAndGivesNoCameras) {
-  const Folder folder;
-  folder.write("cut.pgm", kPgm.substr(0, kPgm.size() - 1));
-  const auto path = folder.write("demo.txt", "cameras=bramble6\n\nscene=file:cut.pgm\n");
+  const ScratchFolder folder;
+  folder.file("cut.pgm", kPgm.substr(0, kPgm.size() - 1));
+  const auto path = folder.file("demo.txt", "cameras=bramble6\n\nscene=file:cut.pgm\n");
   LogCapture log;
   const auto platform = makeSimulatedPlatform(path);
   EXPECT_EQ(log.lines().size(), 1u) << log.text();
@@ -186,9 +168,9 @@ TEST(SimulatedScenario, PictureCountsReachTheDetector) {
 
 // 3 x 2 pixels in the middle of a Marlow 3, mirrored around; one count is dead, one at full scale.
 TEST(SimulatedScenario, RawScenesAreReadOutAsTheyAre) {
-  const Folder folder;
+  const ScratchFolder folder;
   const auto pgm = [&](const std::string& name, const std::string& bytes) {
-    return folder.write(name, "P5\n3 2\n65535\n" + bytes);
+    return folder.file(name, "P5\n3 2\n65535\n" + bytes);
   };
   const auto scene = pgm("scene.pgm", std::string("\0\1\1\0\0\3\4\0\5\0\6\0", 12));
   const auto shutter = pgm("shutter.pgm", std::string("\0\0\7\0\xFF\xFF\0\7\0\x8\0\x9", 12));

@@ -224,36 +224,6 @@ TEST(Streaming, DestructionEndsALiveStream) {
   EXPECT_EQ(stream.platform->startCount(), 1) << "only the start of init is left";
 }
 
-TEST(Streaming, RegistersAnswerWhileSamplesFlow) {
-  Stream stream(ScriptedCamera::hollis12(), 1280, 1024);
-  ASSERT_TRUE(stream.start());
-  stream.camera->pumpFromOwnThread(stream.sample(12767));
-  int wrong = 0;
-  std::thread commander([&] {
-    for (int i = 0; i < 200; ++i) {
-      if (stream.connection->registers().sendCommand("R12 0040 1F2E", "GAIN_IMAGE") != 0x1F2E) ++wrong;
-    }
-  });
-  // A consumer that copies under the ring mutex, as the acquisition does.
-  int delivered = 0;
-  while (delivered < 20) {
-    std::unique_lock<std::mutex> lock(stream.mutex);
-    ASSERT_TRUE(stream.condition.wait_for(lock, std::chrono::seconds(10), [&] { return stream.frameReady; }));
-    stream.frameReady = false;
-    const int slot = stream.writeIndex > 1 ? stream.writeIndex - 1 : 3;
-    const auto& pixels = stream.images[slot];
-    if (stream.frameCounter.load() >= 4) {
-      EXPECT_EQ(pixels.view().at(1279, 1023), 12767);
-    }
-    ++delivered;
-  }
-  commander.join();
-  EXPECT_EQ(wrong, 0);
-  EXPECT_NEAR(stream.connection->sensorTemperature.load(), 298.1405f, 0.001f);
-  stream.connection->beginStop();
-  EXPECT_TRUE(stream.connection->stopStreaming());
-}
-
 TEST(Streaming, DestructionWaitsForATransferInProgress) {
   Stream stream(ScriptedCamera::bramble6());
   std::atomic<bool> inTransfer{false}, release{false}, destroyed{false};

@@ -79,16 +79,6 @@ TEST(SampleUnpacking, EverySizeMatchesThePlainRuleAndStaysInside) {
   }
 }
 
-TEST(SampleUnpacking, EndsOf1280ColumnsStayUnwritten) {
-  const SampleLayout layout{1280, 1024, 0};
-  GuardedImage image(1280, 1024);
-  float temperature = 0.0f;
-  ASSERT_TRUE(unpackSample(randomBytes(layout.sizeBytes()), layout, image.view(), temperature));
-  EXPECT_NE(image.view().at(1271, 1023), kUnwritten);
-  EXPECT_EQ(image.view().at(1272, 1023), kUnwritten);
-  EXPECT_EQ(image.view().at(1279, 0), kUnwritten);
-}
-
 TEST(SampleUnpacking, TakesNothingFromSamplesThatAreTooShort) {
   const SampleLayout layouts[] = {{320, 240, 0},
                                   {640, 480, 1408},

@@ -150,6 +150,7 @@ TEST(V4L2Device, SamplesComeOnRequestInTheirBytes) {
   rig.kernel->produce(1);
   rig.device->close();
   EXPECT_EQ(rig.recorder.count(), 23u);
+  EXPECT_EQ(rig.device->requestSample().status, -EBADF);  // not a promise that nobody keeps
   EXPECT_NE(rig.kernel->streamOffThread, rig.recorder.thread);
   EXPECT_EQ(std::count(rig.kernel->log.begin(), rig.kernel->log.end(), "VIDIOC_STREAMOFF"), 1);
 }
@@ -190,7 +191,9 @@ TEST(V4L2Device, DeliveryErrorsPassOrEndTheStream) {
       {"three in a row", "VIDIOC_DQBUF", {-EIO, -EIO, -EIO}, true, kStatusDeviceLost},
       {"gone", "VIDIOC_DQBUF", {-ENODEV}, true, kStatusDeviceLost},
       {"the queue was taken away", "VIDIOC_DQBUF", {-EINVAL}, true, -EINVAL},
-      {"a buffer cannot go back", "VIDIOC_QBUF", {0, 0, 0, 0, -EIO}, true, -EIO},
+      {"a buffer goes back in the end", "VIDIOC_QBUF", {0, 0, 0, 0, -EIO, -EIO}, false, 0},
+      {"a buffer cannot go back", "VIDIOC_QBUF", {0, 0, 0, 0, -EIO, -EIO, -EIO}, true, kStatusDeviceLost},
+      {"a buffer is refused", "VIDIOC_QBUF", {0, 0, 0, 0, -EINVAL}, true, -EINVAL},
   };
   for (const auto& c : cases) {
     Rig rig;
@@ -305,6 +308,7 @@ TEST(V4L2Transfers, ErrorsPassOrAreNamed) {
       {{-EIO, -EAGAIN, -EBUSY}, 0, nullptr},
       {{-EIO, -EIO, -EIO, -EIO}, -EIO, "error on the bus"},
       {{-EBUSY, -EBUSY, -EBUSY, -EBUSY}, -EBUSY, "not ready"},
+      {{-EAGAIN, -EAGAIN, -EAGAIN, -EAGAIN}, -EAGAIN, "not ready"},
       {{-EPIPE}, -EPIPE, "unit 2, control 5, 16 bytes: stalled by the camera"},
       {{-EILSEQ}, -EILSEQ, "wrong state"},
       {{-EREMOTE}, -EREMOTE, "power"},

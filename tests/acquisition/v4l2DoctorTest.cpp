@@ -83,6 +83,15 @@ TEST(V4L2Doctor, NamesWhatStandsInTheWay) {
        }},
       {"wrong-format", "none of the camera's 1 stream formats is 16-bit grey", "",
        [](FakeKernel& kernel) { bindDriver(kernel).fourccs = {V4L2_PIX_FMT_YUYV}; }},
+      {"wrong-format", "/dev/video0: set media type: refused by the driver", "",
+       [](FakeKernel& kernel) { bindDriver(kernel).made.pixelformat = V4L2_PIX_FMT_YUYV; }},
+      {"failed", "Bramble 6 at USB 1-1: /dev/video0: Device enumeration: input or output error", "dmesg",
+       [](FakeKernel& kernel) {
+         bindDriver(kernel);
+         kernel.alwaysErrors["VIDIOC_QUERYCAP"] = -EIO;
+       }},
+      {"failed", "Bramble 6 at USB 1-1: none of its video nodes delivers pictures", "dmesg",
+       [](FakeKernel& kernel) { bindDriver(kernel).capabilities = V4L2_CAP_META_CAPTURE; }},
       {"no-extension-unit", "no control unit", "",
        [](FakeKernel& kernel) {
          bindDriver(kernel);

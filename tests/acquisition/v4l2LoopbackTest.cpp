@@ -90,6 +90,7 @@ TEST(V4L2Loopback, WhatCannotBeOpenedIsOneWarning) {
       {"", "does not take", 0, kOutput | V4L2_CAP_STREAMING, {.pixelformat = V4L2_PIX_FMT_YUYV}},
       {"", "does not take", 0, kOutput | V4L2_CAP_STREAMING, {.bytesperline = 11}},
       {"", "does not take", 0, kOutput | V4L2_CAP_STREAMING, {.sizeimage = 23}},
+      {"", "does not take", 0, kOutput | V4L2_CAP_READWRITE, {.sizeimage = 0xFFFFFFFF}},
       {"openNode", "there is no such device node", -ENOENT, kOutput, {}},
       {"openNode", "permission denied", -EACCES, kOutput, {}},
       {"VIDIOC_QUERYCAP", "not offered by the driver", -ENOTTY, kOutput, {}},

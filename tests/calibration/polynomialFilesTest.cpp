@@ -134,16 +134,6 @@ TEST(PolynomialFiles, LinesMatchToTheLetter) {
   }
 }
 
-TEST(PolynomialFiles, ScalesMillionthsAndSigns) {
-  const ScratchFolder scratch;
-  Table table = untouched(1);
-  ASSERT_TRUE(loadPFFCP2OffsetData(table.data(), logarithmic, 1, 1,
-                                   scratch.file("log", "3.2*^6 + 0.5*Tk - 1.5*^6*Log[Tk]\n")));
-  EXPECT_EQ(table[0].o0, 3200000.0f);
-  EXPECT_EQ(table[0].o1, 0.5f);
-  EXPECT_EQ(table[0].o2, -1500000.0f);
-}
-
 TEST(PolynomialFiles, AFaultyLineIsNamedAndEndsTheLoad) {
   const ScratchFolder scratch;
   struct Case {

@@ -14,6 +14,7 @@
 
 #include "support/LogCapture.h"
 #include "support/allocationCounter.h"
+#include "support/scratchFiles.h"
 
 namespace {
 
@@ -48,12 +49,6 @@ class LoggerTest : public testing::Test {
     text = std::regex_replace(text, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)"), "STAMP");
     return std::regex_replace(text, std::regex(directory.string()), "DIR");
   }
-  static std::string contents(const fs::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-  }
-
   const fs::path directory =
       fs::temp_directory_path() / ("loggerTest." + std::to_string(std::random_device()()));
   std::string console;
@@ -97,7 +92,7 @@ TEST_F(LoggerTest, EveryLineAtEveryLevelIsTheOneWrittenDown) {
     const std::string prefix = std::to_string(level) + ' ';
     printed[prefix + "console"] = comparable(console);
     for (const auto& file : fs::directory_iterator(directory))
-      printed[prefix + '/' + file.path().filename().string()] = comparable(contents(file.path()));
+      printed[prefix + '/' + file.path().filename().string()] = comparable(fileContents(file.path()));
   }
   const Sections golden = readGolden();
   ASSERT_EQ(golden.size(), 15u);
@@ -132,7 +127,7 @@ TEST_F(LoggerTest, ABrokenFileIsReportedOnceOnStandardError) {
   EXPECT_EQ(comparable(console).find("\\033[0;38;5;242m ● \\033[0;0m\\033[0;49;31mError while opening "
                                      "\\033[0;38;5;178m'DIR/error.log'\\033[0;49;31m log file\\033[0;0m\n"),
             0u);
-  EXPECT_EQ(withoutColours(contents(directory / "own.log")), "then kept\n");
+  EXPECT_EQ(withoutColours(fileContents(directory / "own.log")), "then kept\n");
 }
 
 TEST_F(LoggerTest, TheStampIsLocalTimeOrUtc) {
@@ -147,7 +142,7 @@ TEST_F(LoggerTest, TheStampIsLocalTimeOrUtc) {
     logger::error("now", LOG_HERE);
     const std::time_t after = std::time(nullptr);
     std::tm parts{};
-    std::istringstream(withoutColours(contents(directory / "error.log"))) >>
+    std::istringstream(withoutColours(fileContents(directory / "error.log"))) >>
         std::get_time(&parts, "%Y-%m-%d %T");
     const std::time_t stamp = timegm(&parts) - (localTime ? 5 * 3600 + 30 * 60 : 0);
     EXPECT_LE(before, stamp);
@@ -175,7 +170,7 @@ TEST_F(LoggerTest, LinesOfManyThreadsNeverInterleave) {
       for (int i = 0; i < 100; ++i) logger::error(std::string(300, letter), LOG_HERE);
     });
   for (std::thread& thread : threads) thread.join();
-  for (const std::string& text : {console, contents(directory / "error.log")}) {
+  for (const std::string& text : {console, fileContents(directory / "error.log")}) {
     std::istringstream lines(withoutColours(text));
     std::string line;
     int count = 0;

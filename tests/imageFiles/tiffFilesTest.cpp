@@ -280,6 +280,18 @@ TEST_F(TiffFiles, WriterLeavesOtherFilesAlone) {
   }
 }
 
+TEST_F(TiffFiles, OfTwoWritersOfAFileOneGivesWay) {
+  const std::string path = folder.path("dump.tiff");
+  TiffPageWriter first, second;
+  ASSERT_TRUE(first.open(path, 5, 3, problem) && appendPage(first, 0, problem)) << problem;
+  ASSERT_TRUE(second.open(path, 5, 3, problem) && appendPage(second, 1, problem)) << problem;
+  EXPECT_FALSE(appendPage(first, 2, problem));
+  EXPECT_TRUE(appendPage(second, 3, problem)) << problem;
+  const auto reader = TiffPageReader::openFile(path, 5, 3, problem);
+  ASSERT_NE(reader, nullptr) << problem;
+  EXPECT_EQ(reader->pageCount(), 3u);
+}
+
 TEST_F(TiffFiles, AFullFileKeepsItsPages) {
   const std::string path = folder.path("dump.tiff");
   TiffPageWriter writer;

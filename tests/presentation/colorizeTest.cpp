@@ -59,10 +59,4 @@ TEST_F(ColorizeTest, PaintsNothingWithoutPresetOrWithUnequalImages) {
   EXPECT_FALSE(run());
 }
 
-TEST_F(ColorizeTest, PresetOutOfRangeIsReportedUnderItsOwnName) {
-  LogCapture log;
-  EXPECT_FALSE(camera.processing.selectColorPreset(11));
-  EXPECT_EQ(log.count("selectColorPreset> color preset index #11 is out of range"), 1u);
-}
-
 }  // namespace

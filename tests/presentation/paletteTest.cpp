@@ -103,28 +103,6 @@ TEST(ToneCurve, HoldsTheTabulatedPowers) {
   EXPECT_EQ(curve.apply(65535), 65535);
 }
 
-TEST(ToneCurve, KeepsWhatItDoesNotFill) {
-  ToneCurve curve;
-  curve.select(1.0f);
-  EXPECT_EQ(curve.lower(), std::vector<std::uint16_t>(65536));
-  EXPECT_EQ(curve.upper(), std::vector<std::uint16_t>(65536));
-  curve.select(0.85f);
-  EXPECT_EQ(curve.upper(), std::vector<std::uint16_t>(65536));
-  curve.select(1.25f);
-  const auto lower = curve.lower();
-  const auto upper = curve.upper();
-  EXPECT_EQ(lower[65535], 0);  // never written
-  EXPECT_EQ(upper[65535], 0);
-  curve.select(1.0f);
-  EXPECT_EQ(curve.lower(), lower);
-  EXPECT_EQ(curve.upper(), upper);
-  EXPECT_EQ(curve.apply(1000), 1000);
-  curve.select(0.5f);
-  EXPECT_NE(curve.lower(), lower);
-  curve.select(0.85f);
-  EXPECT_EQ(curve.lower(), lower);
-}
-
 /// The steps of one pixel, one after the other.
 rgb_24b stepByStep(std::uint16_t v, const ColorPreset& preset, const ToneCurve& curve, const colorMap& map,
                    bool negation) {

@@ -1,7 +1,6 @@
 // Calibration runs: their rules, the course of a shutter run, and both on the frames of a tiny camera.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include "processing/calibrationRules.h"
 #include "processing/process.h"
 #include "support/LogCapture.h"
+#include "support/workingFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -122,9 +122,6 @@ TEST(CalibrationRules, WeightsAndSums) {
 class CalibrationRuns : public testing::Test {
  protected:
   CalibrationRuns() {
-    fs::remove_all(directory);
-    fs::create_directories(directory);
-    fs::current_path(directory);
     settings::create(0, nullptr);
     camera.device.modelName = "Toy";
     camera.device.serialNumber = 7;
@@ -133,11 +130,7 @@ class CalibrationRuns : public testing::Test {
     data.destriping.columnDestripingPasses = data.destriping.rowDestripingPasses = 0;
     std::fill_n(data.ffcAccumulator.data, 4, 320u);  // slot 0's table
   }
-  ~CalibrationRuns() override {
-    settings::release();
-    fs::current_path(before);
-    fs::remove_all(directory);
-  }
+  ~CalibrationRuns() override { settings::release(); }
 
   void feed(std::uint16_t base, bool fromFilledSlot = true) {
     for (unsigned i = 0; i < 4; ++i) data.rawImage.data[i] = static_cast<std::uint16_t>(base + 10 * i);
@@ -153,10 +146,9 @@ class CalibrationRuns : public testing::Test {
     return {data.slot0Low().data, data.slot0Low().data + data.slot0Low().pixelCount()};
   }
 
-  const fs::path before = fs::current_path();
-  const fs::path directory = fs::temp_directory_path() / ("ombrix_runs_" + std::to_string(getpid()));
+  const WorkingFolder folder;
   LogCapture log;
-  imageAcquisition camera{(directory / "set").string(), false};
+  imageAcquisition camera{"set", false};
   processData<unsigned short>& data = camera.processing;
   std::uint64_t number = 0;
   const std::vector<unsigned> oldTable = std::vector<unsigned>(4, 320);

@@ -201,24 +201,6 @@ TEST(HistogramGain, DeadAndSaturatedPixelsDoNotRuleThePicture) {
   EXPECT_GT(scene.mapped(16370), 63000.0);
 }
 
-TEST(HistogramGain, CountsFollowThePixels) {
-  Counts expected(kLevels), counts(kLevels, 99);
-  for (const std::int32_t shift : {0, 50, -50}) {
-    Scene scene(900.0);
-    std::uint16_t x = 0;
-    for (const double level : {0.0, 20.0, 65535.0, 65500.0}) scene.picture.data[x++] = std::uint16_t(level);
-    for (; x < 320; ++x) scene.set(x, 0, 20000.0);
-    scene.correct(0.75f, kSteepest);
-    std::copy(scene.before.begin(), scene.before.end(), scene.picture.data);
-    kernels::shiftLevels(scene.picture.view(), shift);
-    kernels::lookUpPixels(scene.picture.view().pixels(), kernels::ConstGainTable{scene.curve.table});
-    kernels::countLevels(scene.picture.view(), LevelCounts{expected});
-    kernels::countMapped(ConstLevelCounts{scene.curve.histogram}, shift,
-                         kernels::ConstGainTable{scene.curve.table}, LevelCounts{counts});
-    EXPECT_EQ(counts, expected) << shift;
-  }
-}
-
 TEST(ContrastTable, IsTheClippedDistribution) {
   Counts counts(kLevels);
   counts[10] = 6;

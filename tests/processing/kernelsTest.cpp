@@ -75,25 +75,6 @@ TEST(FrameMeasurement, MatchesThePlainLoop) {
   }
 }
 
-// The expected means come from a script that rounds to single precision after every addition. An exact sum,
-// or one taken in another order, gives 12345, 9001 and 5334.
-TEST(FrameMeasurement, MeanIsThatOfTheSequentialSinglePrecisionSum) {
-  const struct {
-    Levels levels;
-    Size size;
-    std::uint16_t mean;
-  } cases[] = {
-      {{12345}, {640, 480}, 12305}, {{12345}, {1280, 1024}, 12292},
-      {{9001}, {640, 480}, 8979},   {{8001, 7999, 3}, {640, 480}, 5333},
-      {{65535}, {640, 480}, 65535}, {{8001, 7999, 3}, {1280, 1024}, 5369},
-  };
-  Counts histogram(kLevels);
-  for (const auto& c : cases) {
-    const auto picture = pictureOf(c.levels, c.size);
-    EXPECT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}).mean, c.mean);
-  }
-}
-
 // Levels that lie half-way between the values a sum can take are rounded to the even side, which depends on
 // the sum so far; multiples of 32 are such halves all the way up to sums of 2^30.
 TEST(FrameMeasurement, MeanFollowsTheSequentialSumThroughTies) {
@@ -148,34 +129,6 @@ TEST(LinearMapping, BoundsMapToTheEndsForEverySpan) {
   }
 }
 
-TEST(LinearMapping, HandComputedLevels) {
-  // Span 255: 257 per level. Span 100: 655.35 per level, fractions dropped.
-  Counts counts(kLevels);
-  auto wide = pictureOf({0, 999, 1000, 1001, 1100, 1254, 1255, 65535}, {8, 1});
-  kernels::mapLinear(wide.view(), 1000, 1255, LevelCounts{counts});
-  EXPECT_EQ(pixelsOf(wide), (Levels{0, 0, 0, 257, 25700, 65278, 65535, 65535}));
-  EXPECT_EQ(counts[0], 3u);
-  EXPECT_EQ(counts[65535], 2u);
-  auto narrow = pictureOf({101, 103, 199}, {3, 1});
-  kernels::mapLinear(narrow.view(), 100, 200, LevelCounts{counts});
-  EXPECT_EQ(pixelsOf(narrow), (Levels{655, 1966, 64879}));
-  EXPECT_EQ(counts[0], 0u);
-}
-
-TEST(LinearMapping, EqualBoundsGiveFullScaleAndCrossedOnesNothing) {
-  const Levels before{0, 499, 500, 501, 65535};
-  Counts counts(kLevels, 7);
-  auto picture = pictureOf(before, {5, 1});
-  kernels::mapLinear(picture.view(), 501, 500, LevelCounts{counts});
-  EXPECT_EQ(pixelsOf(picture), before);
-  EXPECT_EQ(counts, Counts(kLevels, 7));
-
-  kernels::mapLinear(picture.view(), 500, 500, LevelCounts{counts});
-  EXPECT_EQ(pixelsOf(picture), Levels(5, 65535));
-  EXPECT_EQ(counts[65535], 5u);
-  EXPECT_EQ(counts[65534], 0u);
-}
-
 TEST(ValueTable, EmptyEntriesTakeTheOneBefore) {
   Counts counts(kLevels);
   counts[2] = 4;
@@ -208,16 +161,6 @@ TEST(Demonstrations, LeftHalfLeavesTheMiddleColumnOfAnOddWidth) {
   auto picture = pictureOf({90}, {5, 2});
   kernels::showLeftHalf(left.view(), picture.view());
   EXPECT_EQ(pixelsOf(picture), (Levels{1, 2, 90, 90, 90, 6, 7, 90, 90, 90}));
-}
-
-TEST(Demonstrations, TestPatternMovesAndWraps) {
-  image<unsigned short> picture(300, 300);
-  kernels::drawTestPattern(picture.view(), 63);
-  EXPECT_EQ(picture.data[0], 64512);
-  EXPECT_EQ(picture.data[2 * 300 + 3], 64518);
-  EXPECT_EQ(picture.data[299 * 300 + 299], 22841);  // 89401 + 64512 - 2 * 65536
-  kernels::drawTestPattern(picture.view(), 1ull << 40 | 64);
-  EXPECT_EQ(picture.data[2 * 300 + 3], 6);
 }
 
 TEST(StageClock, CountsWholeMicroseconds) {

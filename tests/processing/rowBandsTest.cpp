@@ -30,12 +30,4 @@ TEST(RowBands, CorrectionStagesRoundTheBandUp) {
             (RowBand{0xFFFFFFFF, 0xFFFFFFFF}));  // no wrap to row 0
 }
 
-TEST(RowBands, ColourStripesLeaveTheRemainderAlone) {
-  EXPECT_EQ(kernels::stripeBand(0, 4, 481), (RowBand{0, 120}));
-  EXPECT_EQ(kernels::stripeBand(3, 4, 481), (RowBand{360, 480}));
-  EXPECT_EQ(kernels::stripeBand(1, 2, 3), (RowBand{1, 2}));
-  EXPECT_TRUE(kernels::stripeBand(2, 4, 3).empty());
-  EXPECT_TRUE(kernels::stripeBand(0, 0, 480).empty());
-}
-
 }  // namespace

@@ -123,7 +123,8 @@ TEST_P(StripesOfSize, ColumnsGoButPostsStayAndNothingDrifts) {
   });
   ASSERT_GT(spread({stripes.begin(), stripes.end()}), 13.0);
   Means early;
-  for (const std::uint64_t number : {0, 2, 4, 6, 8, 20, 32, 44, 56, 68, 80, 92, 104, 112, 120}) {
+  for (const std::uint64_t number :
+       {0u, 2u, 4u, 6u, 8u, 20u, 32u, 44u, 56u, 68u, 80u, 92u, 104u, 112u, 120u}) {
     // The largest frames take the sanitizers long; what drifts does so at the other sizes too.
     if (picture.width > 1000 && number > 8 && number % 40 != 0) continue;
     feed(number);
@@ -149,7 +150,7 @@ TEST_P(StripesOfSize, NarrowPostsStay) {
     destriping.columns.forget();
     const auto soft = [&](int x) { return x < 0 || x >= wide ? 0.0f : 200.0f; };
     draw([&](int x, int) { return kLevel + soft(x - 200) + soft(x - 201); });
-    for (const std::uint64_t number : {0, 2}) feed(number);
+    for (const std::uint64_t number : {0u, 2u}) feed(number);
     const Means means = columnMeans();
     for (std::size_t x = 200; x <= 200u + static_cast<unsigned>(wide); ++x)
       EXPECT_NEAR(means[x], levels[x], 10.0) << wide << ' ' << x;
@@ -187,7 +188,7 @@ TEST_P(StripesOfSize, ARichSceneHardlyChanges) {
   }
   draw([&](int x, int y) { return tile[static_cast<std::size_t>(y % 240 * 320 + x % 320)]; });
   int largest = 0;
-  for (const std::uint64_t number : {0, 1, 2, 4, 6, 8}) {
+  for (const std::uint64_t number : {0u, 1u, 2u, 4u, 6u, 8u}) {
     feed(number);
     largest = std::max(largest, largestChange());
   }

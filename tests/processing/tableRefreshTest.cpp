@@ -13,7 +13,7 @@
 #include "processing/process.h"
 #include "support/LogCapture.h"
 #include "support/allocationCounter.h"
-#include "support/scratchFiles.h"
+#include "support/workingFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -27,7 +27,6 @@ constexpr std::uint16_t kRaw = 5000;
 class TableRefresh : public testing::Test {
  protected:
   TableRefresh() {
-    fs::current_path(scratch.path(""));
     settings::create(0, nullptr);
     camera.device.modelName = "Toy";
     camera.device.serialNumber = 7;
@@ -35,10 +34,7 @@ class TableRefresh : public testing::Test {
     data.allocate(2, 2);
     data.destriping.columnDestripingPasses = data.destriping.rowDestripingPasses = 0;
   }
-  ~TableRefresh() override {
-    settings::release();
-    fs::current_path(before);
-  }
+  ~TableRefresh() override { settings::release(); }
 
   static std::string tablePath(const std::string& folder, int celsius) {
     return "set/" + folder + "/Toy_7_" + std::to_string(celsius) + ".ffc";
@@ -59,8 +55,7 @@ class TableRefresh : public testing::Test {
     return {data.correctedCopy.data, data.correctedCopy.data + 4};
   }
 
-  const fs::path before = fs::current_path();
-  const ScratchFolder scratch;
+  const WorkingFolder scratch;
   LogCapture log{logger::verbosityInfo, LogCapture::Colours::keep};
   imageAcquisition camera{"set", false};
   processData<unsigned short>& data = camera.processing;

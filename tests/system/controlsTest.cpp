@@ -73,6 +73,7 @@ TEST(Controls, AnyThreadMayUseThemWhileFramesFlow) {
     for (int i = 0; !stop; ++i) {
       EXPECT_GT(readEverything(camera, i), -1000.0f);
       rig.sdk->parseCoreParameter("bitRate=" + std::to_string(i));
+      rig.sdk->parseCoreParameter(i % 2 ? "font=A" : "font=Calibri_24_AA");
     }
   });
   threads.emplace_back([&] {

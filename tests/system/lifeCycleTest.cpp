@@ -296,46 +296,9 @@ TEST(LifeCycle, FreeRunOffPairsFramesOfThatCameraOnly) {
   EXPECT_TRUE(other.getRawFrame(nullptr, nullptr, kTimeoutMs));
 }
 
-TEST(LifeCycle, ParametersAndControlsChangeWhileFramesFlow) {
-  SdkRig rig("marlow3;scene=coded;rate=200");
-  Ombrix camera(0);
-  std::atomic<bool> stop{false};
-  std::thread parser([&] {
-    for (int i = 0; !stop; ++i) {
-      rig.sdk->parseCoreParameter(i % 2 ? "font=A" : "font=Calibri_24_AA");
-      rig.sdk->parseCoreParameter("bitRate=" + std::to_string(i));
-      std::this_thread::sleep_for(1ms);  // a hot loop would shut the frames out
-    }
-  });
-  std::thread controls([&] {
-    for (int i = 0; !stop; ++i) {
-      int preset = i % 13 - 1;
-      camera.setColorPreset(preset);
-      camera.setMappingMode(i % 2 ? Ombrix::mappingManual : Ombrix::mappingLinear, 100, 9000);
-      camera.softwareTriggerRequest();
-      camera.closeShutter();
-      camera.openShutter();
-      std::this_thread::sleep_for(1ms);
-    }
-  });
-  TakenFrame frame(camera);
-  for (int i = 0; i < 30 && !HasFailure(); ++i) EXPECT_TRUE(frame.takeColor(camera, kTimeoutMs));
-  stop = true;
-  parser.join();
-  controls.join();
-}
-
 TEST(LifeCycle, ControlsJudgeTheirArguments) {
   SdkRig rig("marlow3;scene=coded;step=on");
   Ombrix camera(0);
-  const auto preset = [&](int index) {
-    camera.setColorPreset(index);
-    return index * 100 + camera.getColorPreset();
-  };
-  EXPECT_EQ(preset(-1), 1010);
-  EXPECT_EQ(preset(11), 0);
-  EXPECT_EQ(preset(4), 404);
-
   const auto& mapping = SdkRig::acquisition(0).processing.mapping;
   camera.setMappingMode(Ombrix::mappingManual, 12.9f, 60000.0f);
   camera.setMappingMode(Ombrix::mappingLinear, -5.0f, 70000.0f);

@@ -175,24 +175,21 @@ TEST(OpeningPolynomials, AreLoadedByFormulaAndEvaluatedAtTheSensorTemperature) {
 }
 
 TEST(OpeningPolynomials, ThatCannotBeUsedLeaveTheTablesInForce) {
-  const auto damage = [](const char* extension, auto change) {
-    return [=](const std::string& base) { change(base + extension); };
-  };
-  const auto cut = [](const std::string& path) {
+  using Change = void (*)(const std::string& path);
+  const Change cut = [](auto& path) {
     std::filesystem::resize_file(path, std::filesystem::file_size(path) - 1);
   };
-  const auto remove = [](const std::string& path) { std::filesystem::remove(path); };
-  const auto foreign = [](const std::string& path) { savePFFCMetadata(278, 318, "g=g0_o=o0", path); };
-  const std::function<void(const std::string&)> damages[] = {
-      damage(".gpffc", remove), damage(".opffc", remove), damage(".gpffc", cut),
-      damage(".opffc", cut),    damage(".pffc", foreign), damage(".pffc", remove),
-  };
+  const Change remove = [](auto& path) { std::filesystem::remove(path); };
+  const Change foreign = [](auto& path) { savePFFCMetadata(278, 318, "g=g0_o=o0", path); };
+  const std::pair<const char*, Change> damages[] = {{".gpffc", remove}, {".opffc", remove},
+                                                    {".gpffc", cut},    {".opffc", cut},
+                                                    {".pffc", foreign}, {".pffc", remove}};
   for (const bool withTables : {true, false}) {
-    for (const auto& spoil : damages) {
+    for (const auto& [extension, spoil] : damages) {
       const ScratchFolder scratch;
       SdkRig rig("marlow3;scene=coded;step=on;fpa=25");
       writePolynomials(scratch, "Marlow 3", kCubicFormula, binaryGain, binaryOffset);
-      spoil(scratch.path("set/pffc/Marlow 3_466001359"));
+      spoil(scratch.path("set/pffc/Marlow 3_466001359") + extension);
       image<unsigned int> table(320, 240);
       std::fill_n(table.data, table.pixelCount(), 8 * 4000u);
       std::filesystem::create_directories(scratch.path("set/025"));

@@ -1,16 +1,13 @@
 // Frames of a real, uncorrected detector through the whole SDK.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "acquisition/backends/simulated/calibrationSet.h"
 #include "support/SdkRig.h"
+#include "support/scratchFiles.h"
 #include "support/simulatedFrames.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -79,26 +76,23 @@ Levels nextPicture(Ombrix& camera, TakenFrame& frame) {
 }  // namespace
 
 TEST(RealFrames, AShutterRunTakesTheStripesAwayAsPlainSubtractionDoes) {
-  const fs::path data = fs::temp_directory_path() / ("ombrix_real_" + std::to_string(getpid()));
+  const ScratchFolder data;
   const std::string scenario =
       "bramble6;scene=file:" + kFolder + "face.pgm;values=raw;shutter=" + kFolder + "shutter.pgm";
-  ASSERT_TRUE(simulation::writeCalibrationSet(specOf(scenario), data.string()));
-  {
-    SdkRig rig(scenario);
-    Ombrix camera(0, data.string());
-    TakenFrame frame(camera);
-    const double plain = columnStripe(plainDifference(), kWidth);
-    const double before = columnStripe(nextPicture(camera, frame), kWidth);
-    camera.closeShutter();
-    nextPicture(camera, frame);
-    camera.runFFC(true, 8);
-    camera.openShutter();
-    const double after = columnStripe(nextPicture(camera, frame), kWidth);
-    RecordProperty("counts",
-                   std::to_string(before) + " " + std::to_string(after) + " " + std::to_string(plain));
-    EXPECT_NEAR(plain, 6.9, 0.1);
-    EXPECT_GT(before, 5.0 * plain);
-    EXPECT_LE(after, 1.2 * plain);
-  }
-  fs::remove_all(data);
+  ASSERT_TRUE(simulation::writeCalibrationSet(specOf(scenario), data.path("set")));
+  SdkRig rig(scenario);
+  Ombrix camera(0, data.path("set"));
+  TakenFrame frame(camera);
+  const double plain = columnStripe(plainDifference(), kWidth);
+  const double before = columnStripe(nextPicture(camera, frame), kWidth);
+  camera.closeShutter();
+  nextPicture(camera, frame);
+  camera.runFFC(true, 8);
+  camera.openShutter();
+  const double after = columnStripe(nextPicture(camera, frame), kWidth);
+  RecordProperty("counts",
+                 std::to_string(before) + " " + std::to_string(after) + " " + std::to_string(plain));
+  EXPECT_NEAR(plain, 6.9, 0.1);
+  EXPECT_GT(before, 5.0 * plain);
+  EXPECT_LE(after, 1.2 * plain);
 }

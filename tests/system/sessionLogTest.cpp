@@ -2,38 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <regex>
 
 #include "core/deviceRegistry.h"
 #include "presentation/ColorPreset.h"
 #include "support/SdkRig.h"
-
-namespace {
-
-std::vector<std::string> goldenLines() {
-  std::ifstream file(OMBRIX_SOURCE_DIR "/tests/golden/session_lines.txt");
-  std::vector<std::string> lines;
-  std::string line;
-  while (std::getline(file, line) && !line.empty()) {
-  }
-  while (std::getline(file, line)) lines.push_back(line);
-  return lines;
-}
-
-/// The line with its escape characters spelled out.
-std::string spelled(const std::string& line) {
-  std::string out;
-  for (const char c : line) {
-    if (c == '\033') {
-      out += "\\033";
-    } else {
-      out += c;
-    }
-  }
-  return out;
-}
-
-}  // namespace
+#include "support/golden.h"
 
 TEST(SessionLog, EveryLineIsTheOneWrittenDown) {
   const LogCapture log(logger::verbosityInfo, LogCapture::Colours::keep);
@@ -53,8 +27,9 @@ TEST(SessionLog, EveryLineIsTheOneWrittenDown) {
   }
   transport::installVideoPlatform(nullptr);
   std::vector<std::string> printed;
-  for (const auto& line : log.lines()) printed.push_back(spelled(line));
-  const auto golden = goldenLines();
+  for (const auto& line : log.lines())
+    printed.push_back(std::regex_replace(line, std::regex("\033"), "\\033"));
+  const auto golden = goldenLines("session_lines.txt");
   ASSERT_EQ(golden.size(), 19u);
   EXPECT_EQ(printed, golden);
 }

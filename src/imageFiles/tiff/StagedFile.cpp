@@ -21,8 +21,8 @@ std::string systemMessage(const char* otherwise) {
 }  // namespace
 
 bool StagedFile::open(const std::string& filePath, std::string& problem) {
-  path = filePath;
   std::error_code status;
+  path = std::filesystem::absolute(filePath, status).string();  // the working directory may change
   errno = 0;
   if (!std::filesystem::exists(path, status)) {
     std::ofstream made(path, std::ios::out | std::ios::binary);
@@ -54,6 +54,12 @@ bool StagedFile::write(std::uint64_t offset, const std::uint8_t* bytes, std::siz
 }
 
 bool StagedFile::commit(std::string& problem) {
+  // Another camera without a serial number has the same file; one of both must give way.
+  if (regularFileSize(path) != base) {
+    problem = "it was changed by somebody else";
+    discard();
+    return false;
+  }
   errno = 0;
   bool written = write(base, tail.data(), tail.size());
   for (const Change& change : changes) {

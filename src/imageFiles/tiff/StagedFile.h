@@ -18,7 +18,8 @@ class StagedFile : public TiffStream {
   /// Makes room, so that pages of that size allocate nothing.
   void reserve(std::size_t pageBytes) { tail.reserve(pageBytes); }
 
-  /// Writes what was held back. On failure the file is as it was before, as far as the system permits.
+  /// Writes what was held back, unless the file was changed, replaced by one of another size or removed in
+  /// the meantime. On failure the file is as it was before, as far as the system permits.
   bool commit(std::string& problem);
   void discard();
   /// Bytes that are in the file.

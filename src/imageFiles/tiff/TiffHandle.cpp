@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
 
 namespace imageFiles {
 namespace {
@@ -23,10 +24,14 @@ tmsize_t readStream(thandle_t handle, void* out, tmsize_t count) {
 tmsize_t writeStream(thandle_t handle, void* bytes, tmsize_t count) {
   TiffStream& stream = streamOf(handle);
   if (count <= 0) return 0;
-  const std::size_t done = stream.writeAt(stream.position, static_cast<const std::uint8_t*>(bytes),
-                                          static_cast<std::size_t>(count));
-  stream.position += done;
-  return static_cast<tmsize_t>(done);
+  try {
+    const std::size_t done = stream.writeAt(stream.position, static_cast<const std::uint8_t*>(bytes),
+                                            static_cast<std::size_t>(count));
+    stream.position += done;
+    return static_cast<tmsize_t>(done);
+  } catch (const std::exception&) {  // no memory; nothing may be thrown through libtiff
+    return 0;
+  }
 }
 
 toff_t seekStream(thandle_t handle, toff_t offset, int whence) {

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::uint32_t kBuffers = 4;
 constexpr std::uint32_t kPixelBytes = 4;
+constexpr std::uint32_t kLargestFrame = 256u << 20;  // no driver pads a picture to more
 constexpr std::uint8_t kOpaque = 255;
 
 /// The driver has no room at the moment: the frame is left out.
@@ -67,7 +68,7 @@ bool LoopbackOutput::setFormat(std::uint32_t width, std::uint32_t height, std::s
   pictureWidth = width;
   pictureHeight = height;
   if (picture.pixelformat != V4L2_PIX_FMT_RGB32 || picture.width != width || picture.height != height ||
-      pitch < rowBytes || picture.sizeimage < frameBytes) {
+      pitch < rowBytes || picture.sizeimage < frameBytes || picture.sizeimage > kLargestFrame) {
     reason = format("it does not take {:d}x{:d} in V4L2_PIX_FMT_RGB32", width, height);
     return false;
   }

@@ -21,6 +21,11 @@ constexpr auto kLongestClose = std::chrono::seconds(1);
 constexpr auto kShortestClose = std::chrono::milliseconds(250);  // also when `beginClose` was long ago
 constexpr auto kSlice = std::chrono::milliseconds(20);
 
+/// What errors that were borne too often mean.
+std::int32_t lastStatus(std::int32_t status) {
+  return status == -EIO || status == -EAGAIN ? transport::kStatusDeviceLost : status;
+}
+
 std::int64_t microseconds(const v4l2_buffer& buffer) {
   return std::int64_t{buffer.timestamp.tv_sec} * 1'000'000 + buffer.timestamp.tv_usec;
 }
@@ -37,7 +42,7 @@ SampleStream::~SampleStream() {
 std::int32_t SampleStream::request() {
   MutexLock lock(mutex);
   if (lost) return transport::kStatusDeviceLost;
-  if (closing) return started ? 0 : -EBADF;  // a stream that ends owes nothing more
+  if (closing) return started && !ended ? 0 : -EBADF;  // a stream that ends owes nothing more
   if (!started) {
     const std::int32_t status = start();
     if (status < 0) return status;
@@ -101,15 +106,13 @@ SampleStream::Turn SampleStream::nextTurn() {
 bool SampleStream::serve() {
   v4l2_buffer buffer;
   std::int32_t status = buffers.dequeue(buffer);
-  if (status < 0) {
-    if (tolerates(status)) return true;
-    if (status == -EIO || status == -EAGAIN) status = transport::kStatusDeviceLost;
-    return deliver(status, buffer);
-  }
+  if (status < 0) return tolerates(status) || deliver(lastStatus(status), buffer);
   failuresInARow = 0;
   if (!deliver(0, buffer)) return false;
-  status = buffers.queue(buffer.index);
-  return status >= 0 || deliver(status, buffer);
+  do {
+    status = buffers.queue(buffer.index);
+  } while (status == -EIO && tolerates(status));
+  return status >= 0 || deliver(lastStatus(status), buffer);
 }
 
 /// Errors that may pass. A queue in error makes poll answer at once for ever, so "nothing yet" counts then.
@@ -161,7 +164,7 @@ void SampleStream::close() {
     deadline = std::max(closeDeadline, Clock::now() + kShortestClose);
   }
   if (waitForEnd(deadline)) {
-    releaseBuffers(deadline);
+    releaseBuffers(std::max(deadline, Clock::now() + kShortestClose));
   } else {
     logger::warning(format("{:s}: the driver holds the delivery thread, leaving it", node->path), LOG_HERE);
   }

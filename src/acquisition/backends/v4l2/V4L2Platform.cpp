@@ -26,7 +26,7 @@ void V4L2Platform::stop() {
 
 transport::StepResult V4L2Platform::enumerate(std::vector<transport::DeviceRecord>& devices) {
   std::vector<VideoNode> nodes = listVideoNodes(*calls);
-  std::erase_if(nodes, [this](const VideoNode& node) { return !isCaptureNode(*calls, node); });
+  std::erase_if(nodes, [this](const VideoNode& node) { return captureStatus(*calls, node) != 0; });
   devices.clear();
   for (const VideoNode& node : nodes) devices.push_back({node.friendlyName, node.pathText()});
   if (nodes.empty()) logger::info("No video capture device found ('ombrix doctor' tells why)", LOG_HERE);

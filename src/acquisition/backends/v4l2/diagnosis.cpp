@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <charconv>
 #include <optional>
+#include <string_view>
 
 #include "acquisition/backends/v4l2/errorText.h"
 #include "acquisition/backends/v4l2/videoNodes.h"
@@ -14,6 +15,8 @@ namespace v4l2 {
 namespace {
 
 using transport::Obstacle;
+
+constexpr const char* kLookIntoLog = "plug the camera in again; the kernel's log (sudo dmesg) tells why";
 
 std::vector<std::string> sortedNames(SystemCalls& calls, const std::string& path) {
   std::vector<std::string> names;
@@ -50,15 +53,24 @@ std::optional<Obstacle> obstacleOf(SystemCalls& calls, const std::string& camera
       return Obstacle{"no-module", camera + ": the kernel's USB video driver is not loaded",
                       "sudo modprobe uvcvideo"};
     return Obstacle{"no-driver", camera + ": the kernel's USB video driver has not taken the camera",
-                    "plug the camera in again; the kernel's log (sudo dmesg) tells why"};
+                    kLookIntoLog};
   }
+  Obstacle obstacle{"failed", camera + ": none of its video nodes delivers pictures", kLookIntoLog};
   for (const std::string& name : nodes) {
-    const std::string path = calls.devRoot + "/" + name;
-    NodeOwner owner;
-    if (calls.nodeOwner(path, owner) != -ENOENT) return {};
-  }
-  return Obstacle{"no-node", format("{:s}: there is no {:s}/{:s}", camera, calls.devRoot, nodes.front()),
+    const auto node = videoNode(calls, name);
+    const int status = node ? captureStatus(calls, *node) : kOtherNode;
+    if (status == 0) return {};  // it is listed
+    if (status == kOtherNode) continue;
+    if (status == -ENOENT) {
+      obstacle = {"no-node", format("{:s}: there is no {:s}", camera, node->devicePath),
                   "in a container, pass the device node in; otherwise see whether udev is running"};
+    } else {
+      obstacle = explainFailure(calls, node->devicePath, {statusOf(status), transport::step::kEnumerate});
+      obstacle.text = camera + ": " + obstacle.text;
+      if (obstacle.remedy.empty()) obstacle.remedy = kLookIntoLog;
+    }
+  }
+  return obstacle;
 }
 
 bool isProcess(const std::string& name) {
@@ -104,6 +116,7 @@ std::string holders(SystemCalls& calls, const std::string& node) {
 
 Obstacle explainFailure(SystemCalls& calls, const std::string& node, const transport::StepResult& failed) {
   const std::string text = format("{:s}: {:s}: {:s}", node, failed.step, errorText(failed.status));
+  const bool selecting = std::string_view(failed.step) == transport::step::kSetType;
   switch (-failed.status) {
     case EACCES:
     case EPERM:
@@ -117,6 +130,9 @@ Obstacle explainFailure(SystemCalls& calls, const std::string& node, const trans
       return {"gone", text, "plug the camera in again"};
     case ENOSPC:
       return {"no-bandwidth", text, "plug the camera into another USB controller"};
+    case EINVAL:
+    case EMSGSIZE:
+      return {selecting ? "wrong-format" : "failed", text, ""};
     default:
       return {"failed", text, ""};
   }

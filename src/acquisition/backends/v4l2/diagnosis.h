@@ -9,7 +9,7 @@
 namespace v4l2 {
 
 /// Supported cameras on the USB without a video node that can be used, and why: the driver is missing, or has
-/// not taken the camera, or the device folder lacks the node.
+/// not taken the camera, or the device folder lacks the node, or the node does not answer.
 std::vector<transport::Obstacle> camerasWithoutNode(SystemCalls& calls);
 
 /// What a failed step on a node means: who may use it, or who is using it.

@@ -18,6 +18,8 @@ constexpr Row kRows[] = {
     {EACCES, "permission denied"},
     {EPERM, "permission denied"},
     {EBUSY, "in use by another program"},
+    {EAGAIN, "not ready, try again"},
+    {EBADF, "already closed"},
     {ENODEV, "the camera is gone"},
     {ENOENT, "there is no such device node"},
     {ENOSPC, "not enough bandwidth left on this USB bus"},

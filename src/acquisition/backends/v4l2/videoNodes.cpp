@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <string_view>
 
 #include "acquisition/backends/v4l2/OpenNode.h"
 #include "common/format.h"
@@ -80,19 +79,25 @@ std::vector<VideoNode> listVideoNodes(SystemCalls& calls) {
   return nodes;
 }
 
-bool isCaptureNode(SystemCalls& calls, const VideoNode& node) {
+std::optional<VideoNode> videoNode(SystemCalls& calls, std::string_view name) {
+  const auto number = nodeNumber(name);
+  if (!number) return {};
+  return describe(calls, *number);
+}
+
+int captureStatus(SystemCalls& calls, const VideoNode& node) {
   const int descriptor = calls.openNode(node.devicePath);
   if (descriptor < 0) {
     const bool absent = descriptor == -ENOENT || descriptor == -ENODEV || descriptor == -ENXIO;
-    return !absent && isFirstNode(calls, node);
+    return !absent && isFirstNode(calls, node) ? 0 : descriptor;
   }
   v4l2_capability answer{};
   const int status = controlRetried(calls, descriptor, VIDIOC_QUERYCAP, &answer);
   calls.closeDescriptor(descriptor);
-  if (status < 0) return false;
+  if (status < 0) return status;
   // `capabilities` speaks of all nodes of the camera together.
   constexpr std::uint32_t kNeeded = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
-  return (nodeCapabilities(answer) & kNeeded) == kNeeded;
+  return (nodeCapabilities(answer) & kNeeded) == kNeeded ? 0 : kOtherNode;
 }
 
 int nodeUnits(SystemCalls& calls, const VideoNode& node, std::vector<ExtensionUnit>& units) {

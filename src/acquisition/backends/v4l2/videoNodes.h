@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "acquisition/backends/v4l2/SystemCalls.h"
@@ -26,9 +27,16 @@ struct VideoNode {
 /// Every video node there is, in numeric order.
 std::vector<VideoNode> listVideoNodes(SystemCalls& calls);
 
-/// True when the node delivers pictures into mapped memory. A camera has a second node for metadata, which
-/// does not. A node that may not be opened counts when it is its camera's first.
-bool isCaptureNode(SystemCalls& calls, const VideoNode& node);
+/// The node of that name in sysfs ("video0"); nothing for names of other things.
+std::optional<VideoNode> videoNode(SystemCalls& calls, std::string_view name);
+
+/// Not a failure: the node does something else.
+inline constexpr int kOtherNode = 1;
+
+/// 0 when the node delivers pictures into mapped memory, kOtherNode when it does not, as a camera's second
+/// node for metadata, or why it cannot be asked (negative). A node that may not be opened counts when it is
+/// its camera's first.
+int captureStatus(SystemCalls& calls, const VideoNode& node);
 
 /// The extension units of the node's camera, of its active configuration only. Negative when the descriptors
 /// cannot be read.
