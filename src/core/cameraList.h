@@ -27,7 +27,7 @@ class CameraList {
   }
 
  private:
-  mutable Mutex mutex;
+  mutable Mutex mutex{LockRank::cameraList};
   std::vector<std::unique_ptr<imageAcquisition>> cameras GUARDED_BY(mutex);
 };
 

@@ -29,7 +29,7 @@ constexpr auto kUserGrace = 5s;
 
 /// Never destroyed, so that a process may end while cameras stream.
 struct WorkerHandle {
-  Mutex coreMutex;
+  Mutex coreMutex{LockRank::core};
   std::future<int> worker GUARDED_BY(coreMutex);
 };
 WorkerHandle& handle = *new WorkerHandle;

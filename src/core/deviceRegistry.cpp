@@ -8,7 +8,7 @@
 namespace registry {
 namespace {
 
-Mutex mutex;  // guards OmbrixSDK::mConnectedDevices, too
+Mutex mutex{LockRank::registry};  // guards OmbrixSDK::mConnectedDevices, too
 bool closing GUARDED_BY(mutex) = false;
 
 imageAcquisition* use(int handle) {

@@ -31,7 +31,7 @@ void copyColorPreset(const ColorPreset& from, ColorPreset& to);
 /// The process-wide list. Written at start-up; the mutex lets a second start-up rebuild it while cameras of
 /// the first one select presets. Innermost lock but for the logger's.
 struct ColorPresetList {
-  Mutex mutex;
+  Mutex mutex{LockRank::colorPresets};
   std::vector<ColorPreset> presets GUARDED_BY(mutex);
 };
 ColorPresetList& colorPresets();
