@@ -107,10 +107,12 @@ bool build(const std::vector<Setting>& settings, const std::string& folder, Scen
 bool readFile(const std::string& path, Scenario& scenario, ScenarioError& error) {
   std::error_code failure;
   const auto size = std::filesystem::file_size(path, failure);
-  std::ifstream file(path, std::ios::binary);
-  if (failure || !file || size > kLongestScenario) {
+  std::ifstream file;
+  if (!failure)
+    file.open(path, std::ios::binary);  // what has no size, such as a pipe, would wait for a writer
+  if (!file.is_open() || size > kLongestScenario) {
     error.reason =
-        failure || !file ? "neither a readable scenario file nor a list of camera models" : "is too large";
+        file.is_open() ? "is too large" : "neither a readable scenario file nor a list of camera models";
     return false;
   }
   std::vector<Setting> settings;
