@@ -35,6 +35,7 @@ struct FileRow {
 };
 
 const char* const kOpen = "Error while opening file '@'";
+const char* const kLoad = "Error while loading file '@'";
 const char* const kNoTable = "'@' is no flat-field table of this camera";
 const char* const kNoFormula = "'@' names no known formula";
 const char* const kNoFont = "Font 'Calibri_24_AA' not found";
@@ -46,7 +47,7 @@ const FileRow kFiles[] = {
     {"025/" + kId, "dm2rtl", "dm1-tl", {}},  // one of several tables is passed over in silence
     {"050/" + kId, "dm2rtl", "dm1-tl", {}},
     {"dpc/" + kId + ".dpc", "dmprtl", "-mprtl", {kOpen, kOpen, kOpen, kOpen}},
-    {"ffc/" + kId + ".ffc", "dmprtl", "d-prtl", {nullptr, nullptr, kNoTable, kNoTable}},
+    {"ffc/" + kId + ".ffc", "dmprtl", "d-prtl", {kLoad, kLoad, kNoTable, kNoTable}},
     {"pffc/" + kId + ".pffc", "dmprtl", "dm2rtl", {nullptr, nullptr, kNoFormula, kOpen}},
     {"pffc/" + kId + ".gpffc", "dmprtl", "dm2rtl", {kOpen, kOpen, kOpen, kOpen}},
     {"pffc/" + kId + ".opffc", "dmprtl", "dm2rtl", {kOpen, kOpen, kOpen, kOpen}},
