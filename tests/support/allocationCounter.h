@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "support/sanitized.h"
+#include "common/sanitized.h"
 
 /// Calls of operator new in the whole process so far, whatever the thread: with it a test shows that a path
 /// allocates nothing. Sanitizers allocate for their own ends, so those builds have neither the counter nor
