@@ -312,6 +312,12 @@ TEST_F(CommandLine, CalibratingWithoutAShutterWarns) {
 }
 
 TEST_F(CommandLine, AFullDiskIsAFailure) {
+  std::filesystem::create_directories(directory / "ffc" / "Marlow 3_466001359.ffc");  // in the table's way
+  const Outcome lost = runOmbrix({"calibrate", "--frames", "2", "--json", "--simulate", "marlow3;rate=200",
+                                  "--data", directory.string()});
+  EXPECT_EQ(lost.exitCode, 1);
+  EXPECT_EQ(lost.out, "");
+  EXPECT_THAT(lost.err, HasSubstr("the table could not be written to"));
   const Outcome outcome = runOmbrix(with({"stream", "--count", "2", "--json"}, kBramble), "/dev/full");
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: No space left on device"));

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -15,6 +17,7 @@
 #include "acquisition/transport/extensionUnit.h"
 #include "common/littleEndian.h"
 #include "support/scratchFiles.h"
+#include "support/waitFor.h"
 #include "tools/virtual-camera/CameraServer.h"
 #include "tools/virtual-camera/hostPort.h"
 
@@ -275,6 +278,14 @@ class Host {
   }
 
   void step() { server->step(); }
+  /// False when the camera does not take what was sent.
+  bool waitUntilRead() const {
+    const auto unread = [this] {
+      int bytes = 0;
+      return ioctl(socket, SIOCOUTQ, &bytes) == 0 && bytes > 0;
+    };
+    return waitFor([&] { return !unread(); });
+  }
   struct Reply {
     std::uint32_t kind = 0, sequence = 0;
     std::int32_t status = 0;
@@ -407,4 +418,22 @@ TEST(VirtualCamera, CallsOffWhatStillWaits) {
   host.unlink(host.submit(true, 1, 512, {}));
   ASSERT_TRUE(host.receive(reply));
   EXPECT_EQ(reply.status, -ECONNRESET);
+}
+
+TEST(VirtualCamera, EndsInTheMiddleOfASlowStop) {
+  const auto begin = std::chrono::steady_clock::now();
+  {
+    Host host("marlow3;fault=slow-stop:60000");
+    const auto asked = host.submit(true, 0, 9, {0x80, 6, 0x0200, 0, 255});
+    Host::Reply reply;
+    ASSERT_TRUE(host.receive(reply));
+    EXPECT_EQ(reply.sequence, asked);
+    EXPECT_EQ(reply.bytes.size(), 9u) << "no more than the transfer has room for";
+    host.start();
+    Bytes frame;
+    ASSERT_TRUE(host.takeFrame(frame));
+    host.submit(false, 0, 0, {0x02, 1, 0, 0x81, 0});
+    EXPECT_TRUE(host.waitUntilRead());
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -5,7 +6,10 @@
 #include <span>
 #include <vector>
 
+#include "acquisition/imageAcquisition.h"
+#include "calibration/ffcFile.h"
 #include "common/format.h"
+#include "core/deviceRegistry.h"
 #include "ombrix/Ombrix.h"
 #include "tools/common/privateData.h"
 #include "tools/common/progressLine.h"
@@ -84,6 +88,26 @@ class Calibration {
   std::vector<PixelKind> kinds;
 };
 
+/// Whether the table that is in force lies whole where a camera looks for it.
+bool tableKept(int index) {
+  const registry::DeviceUser camera(index, LOG_HERE);
+  if (!camera) return false;
+  const std::string path =
+      format("{:s}/ffc/{:s}_{:d}.ffc", camera->dataDirectory(), camera->name(), camera->device.serialNumber);
+  const std::uint16_t width = camera->device.width, height = camera->device.height;
+  std::uint16_t frames = 0;
+  float temperature = 0.0f;
+  image<unsigned int> kept(width, height);
+  if (!calibration::peekFFC(path, width, height, frames, temperature) ||
+      !loadFFC(&kept, frames, temperature, path)) {
+    return false;
+  }
+  FairLock lock(frameMutex);
+  const auto& made = camera->processing.manual.sums;
+  return made.pixelCount() == kept.pixelCount() &&
+         std::equal(kept.data, kept.data + kept.pixelCount(), made.data);
+}
+
 nlohmann::ordered_json toJson(const StageFigures& figures, bool radiometric) {
   const auto rounded = [](double value) { return std::round(value * 100.0) / 100.0 + 0.0; };
   return {{radiometric ? "spatialMk" : "spatialLevels", rounded(figures.spatialMk)},
@@ -113,6 +137,12 @@ void calibrateCamera(const Options& wanted, OmbrixSDK& sdk) {
     calibration.run();
     after = calibration.residual();
   }
+  const std::string kept = temporary ? "" : (options.data.empty() ? "data" : options.data) + "/ffc";
+  if (!temporary && !tableKept(options.camera)) {
+    throw CommandFailure(
+        format("camera {}: the table could not be written to '{}': is there room on the disk?",
+               options.camera, kept));
+  }
   // Without tables the levels are counts: 1000 of the recorder's units are one.
   if (!radiometric) {
     for (auto* figures : {&before, &after}) {
@@ -120,7 +150,6 @@ void calibrateCamera(const Options& wanted, OmbrixSDK& sdk) {
       figures->columnMk /= 1000.0 * kelvinPerLevel(options.camera);
     }
   }
-  const std::string kept = temporary ? "" : (options.data.empty() ? "data" : options.data) + "/ffc";
   if (options.json) {
     nlohmann::ordered_json line = {{"frames", options.frames},
                                    {"before", toJson(before, radiometric)},

@@ -1,6 +1,7 @@
 #include "tools/virtual-camera/CameraServer.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@ namespace {
 
 constexpr std::uint32_t kStreamEndpointNumber = kStreamEndpoint & 0x0F;
 constexpr auto kSlice = std::chrono::milliseconds(20);  // after which changed rates and faults are looked for
+constexpr timeval kSendPatience{5, 0};  // a host that takes nothing for so long is as good as gone
 
 std::chrono::steady_clock::duration duration(double seconds) {
   return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
@@ -23,7 +25,10 @@ std::chrono::steady_clock::duration duration(double seconds) {
 }  // namespace
 
 CameraServer::CameraServer(simulation::SimulatedCamera& simulated, int connected)
-    : camera(simulated), control(camera), stepped(camera.description().singleStep), socket(connected) {}
+    : camera(simulated), control(camera), stepped(camera.description().singleStep), socket(connected) {
+  // Sending holds the lock that `step` and `stop` take.
+  setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &kSendPatience, sizeof kSendPatience);
+}
 
 CameraServer::~CameraServer() { close(socket); }
 
@@ -96,13 +101,13 @@ bool CameraServer::serveControl(const HostMessage& message, std::span<const std:
   if (answer.status == transport::kStatusDeviceLost) return false;
   // A stop counts before its answer leaves, so that no frame follows it; a start only then.
   if (answer.effect == ControlAnswer::Effect::StopStream) apply(answer.effect);
-  const std::size_t actual =
-      answer.status < 0 ? 0 : (message.in ? answer.bytes.size() : static_cast<std::size_t>(message.length));
+  // The transfer may be shorter than what its setup packet asks for.
+  const std::size_t given = message.in ? std::min<std::size_t>(answer.bytes.size(), message.length) : 0;
+  const std::size_t actual = answer.status < 0 ? 0 : (message.in ? given : std::size_t{message.length});
   {
     MutexLock lock(mutex);
-    const std::span<const std::uint8_t> bytes(answer.bytes);
-    if (!send(submitReply(message.sequence, answer.status, actual), message.in ? bytes : bytes.first(0)))
-      return false;
+    const auto bytes = std::span<const std::uint8_t>(answer.bytes).first(given);
+    if (!send(submitReply(message.sequence, answer.status, actual), bytes)) return false;
   }
   if (answer.effect == ControlAnswer::Effect::StartStream) apply(answer.effect);
   return true;
@@ -110,14 +115,14 @@ bool CameraServer::serveControl(const HostMessage& message, std::span<const std:
 
 void CameraServer::apply(ControlAnswer::Effect effect) {
   const bool start = effect == ControlAnswer::Effect::StartStream;
-  bool stopped = false;
-  {
-    MutexLock lock(mutex);
-    stopped = !start && current != 0;
-    current = start ? ++starts : 0;
-    condition.notify_all();
+  MutexLock lock(mutex);
+  const bool stopped = !start && current != 0;
+  current = start ? ++starts : 0;
+  condition.notify_all();
+  if (!stopped) return;
+  const auto until = Clock::now() + duration(camera.slowStopSeconds());
+  while (!ended && condition.wait_until(lock.native(), until) != std::cv_status::timeout) {
   }
-  if (stopped) std::this_thread::sleep_for(duration(camera.slowStopSeconds()));
 }
 
 bool CameraServer::serveStream(const HostMessage& message) {

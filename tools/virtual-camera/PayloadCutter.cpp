@@ -26,7 +26,7 @@ std::size_t PayloadCutter::putHeader(std::span<std::uint8_t> transfer) {
 }
 
 std::size_t PayloadCutter::fill(std::span<std::uint8_t> transfer) {
-  if (!open || transfer.size() < kHeaderBytes) return 0;
+  if (!open || (inPayload == 0 && transfer.size() < kHeaderBytes)) return 0;
   std::size_t used = inPayload == 0 ? putHeader(transfer) : 0;
   const std::size_t room = std::min(transfer.size() - used, kPayloadBytes - inPayload - used);
   const std::size_t taken = std::min(room, rest.size());

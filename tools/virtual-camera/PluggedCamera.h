@@ -28,6 +28,8 @@ class PluggedCamera {
   bool run();
   /// From any thread.
   void stop();
+  /// Whether frame periods pass by `step` alone.
+  bool stepped() const { return camera.description().singleStep; }
   /// Lets one frame period pass, where the scenario says "step=on". From any thread.
   void step();
   /// What passed the extension unit so far: "SET 5 R12 0000 0000" is a command through control 5,

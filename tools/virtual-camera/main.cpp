@@ -2,10 +2,12 @@
 
 #include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -43,7 +45,8 @@ bool readCameras(const Options& options, simulation::Scenario& scenario) {
   simulation::ScenarioError error;
   if (!simulation::readScenario(options.scenario, scenario, error)) {
     const std::string place = error.line == 0 ? "" : format(", line {:d}", error.line);
-    complain(format("{:s}{:s}: {:s}", error.file, place, error.reason));
+    complain(
+        format("{:s}{:s}: {:s}", error.file.empty() ? options.scenario : error.file, place, error.reason));
     return false;
   }
   if (options.port && *options.port + scenario.cameras.size() > kLastPort + 1) {
@@ -64,36 +67,56 @@ bool writeTransfers(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, 
   return !file.fail();
 }
 
-/// Returns at a signal. Until then every line on standard input is a frame period for stepped cameras.
-void waitForEnd(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const sigset_t& signals) {
-  const int arrived = signalfd(-1, &signals, SFD_CLOEXEC);
-  pollfd sources[] = {{arrived, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
-  while (poll(sources, 2, -1) >= 0 || errno == EINTR) {
-    if (sources[0].revents != 0) break;
-    if (sources[1].revents == 0) continue;
+/// What ends the program.
+struct Endings {
+  const sigset_t& signals;
+  const int signal;    ///< descriptor that becomes readable at a signal
+  const int deserted;  ///< the same once no camera is left
+};
+
+/// Returns at an ending. Until then every line on standard input is a frame period for stepped cameras; for
+/// others it is left alone, since a program in the background is stopped for reading the terminal.
+void waitForEnd(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const Endings& endings) {
+  const bool stepped =
+      std::any_of(cameras.begin(), cameras.end(), [](const auto& camera) { return camera->stepped(); });
+  pollfd sources[] = {
+      {endings.signal, POLLIN, 0}, {endings.deserted, POLLIN, 0}, {stepped ? STDIN_FILENO : -1, POLLIN, 0}};
+  for (;;) {
+    if (poll(sources, 3, -1) < 0) {
+      if (errno == EINTR) continue;
+      return;
+    }
+    if (sources[0].revents != 0) {
+      signalfd_siginfo taken;  // or it would end the program where signals are let through again
+      static_cast<void>(!read(endings.signal, &taken, sizeof taken));
+      return;
+    }
+    if (sources[1].revents != 0) return;
+    if (sources[2].revents == 0) continue;
     char characters[64];
     const auto count = read(STDIN_FILENO, characters, sizeof characters);
-    if (count <= 0) sources[1].fd = -1;  // nobody steps any more
+    if (count <= 0) sources[2].fd = -1;  // nobody steps any more
     for (ssize_t i = 0; i < count; ++i) {
       if (characters[i] != '\n') continue;
       for (const auto& camera : cameras) camera->step();
     }
   }
-  close(arrived);
 }
 
 /// Serves every camera on a thread of its own until a signal comes or none of them is left.
-int serve(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const sigset_t& signals) {
+int serve(const std::vector<std::unique_ptr<PluggedCamera>>& cameras, const Endings& endings) {
   std::atomic<std::size_t> left = cameras.size();
   std::atomic<bool> failed = false;
   std::vector<std::thread> threads;
   for (const auto& camera : cameras) {
     threads.emplace_back([&] {
       if (!camera->run()) failed = true;
-      if (--left == 0) kill(getpid(), SIGTERM);  // wakes the wait below
+      if (--left == 0) eventfd_write(endings.deserted, 1);
     });
   }
-  waitForEnd(cameras, signals);
+  waitForEnd(cameras, endings);
+  // A camera may be in the middle of a slow answer; whoever cannot wait for that presses Ctrl-C again.
+  pthread_sigmask(SIG_UNBLOCK, &endings.signals, nullptr);
   for (const auto& camera : cameras) camera->stop();
   for (auto& thread : threads) thread.join();
   return failed ? kExitFailure : kExitDone;
@@ -107,6 +130,12 @@ int run(const Options& options) {
   sigemptyset(&signals);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);  // cameras outlive the reader of what is printed
+  const Endings endings{signals, signalfd(-1, &signals, SFD_CLOEXEC), eventfd(0, EFD_CLOEXEC)};
+  if (endings.signal < 0 || endings.deserted < 0) {
+    complain("no descriptors left to wait for signals with");
+    return kExitFailure;
+  }
 
   const auto report = [](const std::string& line) {
     std::printf("%s\n", line.c_str());
@@ -122,7 +151,7 @@ int run(const Options& options) {
     complain(reason);
     return kExitFailure;
   }
-  const int code = serve(cameras, signals);
+  const int code = serve(cameras, endings);
   const bool written = options.transfers.empty() || writeTransfers(cameras, options.transfers);
   return written ? code : kExitFailure;
 }
