@@ -188,7 +188,6 @@ class imageAcquisition {
   /// How long after a failed table refresh the folders are looked through again; tests shorten it.
   std::chrono::milliseconds tableScanPause{5000};
 
-  std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
   std::atomic<bool> ready{false};            ///< prepared: the Core worker may process it. Set last.
   std::atomic<bool> dumpFrames{false};       ///< the frame-dump flag
   std::atomic<float> rateLimit{0.0f};        ///< processed frames per second at most; 0 = no limit
