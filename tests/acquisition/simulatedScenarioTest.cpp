@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#if defined(__linux__)
+#include <sys/stat.h>
+#endif
 
 #include <cerrno>
 
@@ -84,6 +87,16 @@ TEST(SimulatedScenario, ErrorsNameLineAndReason) {
     EXPECT_EQ(error.reason, reason) << text;
     EXPECT_TRUE(scenario.cameras.empty()) << text;
   }
+#if defined(__linux__)
+  // A pipe is no file: opening it would wait for a writer.
+  const ScratchFolder folder;
+  const std::string pipe = folder.path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  Scenario scenario;
+  ScenarioError error;
+  EXPECT_FALSE(readScenario(pipe, scenario, error));
+  EXPECT_EQ(error.reason, "neither a readable scenario file nor a list of camera models");
+#endif
 }
 
 TEST(SimulatedScenario, FileWithCommentsAndAPictureBesideIt) {

@@ -44,7 +44,9 @@ std::int32_t SimulatedCamera::controlSet(std::uint32_t selector, std::span<const
   if (status == 0 && selector != kCommandSelector) status = -EBADRQC;
   if (status == 0) {
     earlierReply = registers.lastAnswer();
+    const bool closed = registers.shutterClosed();
     registers.command(bytes);
+    if (faults.stuckShutter) registers.moveShutter(closed);
   }
   record(true, selector, status, bytes, true);
   return status;

@@ -46,6 +46,7 @@ constexpr FaultRow kFaults[] = {
     {"jitter", FaultKind::Jitter, Argument::Amount, 1, 0, 1000},
     {"ramp", FaultKind::TemperatureRamp, Argument::Amount, 1, -10, 10},
     {"slow-stop", FaultKind::SlowStop, Argument::Amount, 1, 0, 60000},
+    {"stuck-shutter", FaultKind::StuckShutter, Argument::None, 1, 0, 0},
     {"clear", FaultKind::Clear, Argument::None, 1, 0, 0},
 };
 
@@ -219,6 +220,9 @@ void FaultState::apply(const Fault& fault) {
       break;
     case FaultKind::SlowStop:
       slowStopMs = fault.amount;
+      break;
+    case FaultKind::StuckShutter:
+      stuckShutter = true;
       break;
     case FaultKind::Clear: {
       const bool stillUnplugged = unplugged;

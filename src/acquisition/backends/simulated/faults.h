@@ -32,6 +32,7 @@ enum class FaultKind {
   Jitter,            ///< amount: each sample up to so many ms early or late
   TemperatureRamp,   ///< amount: detector temperature changes by so many K/s
   SlowStop,          ///< amount: the delivery thread needs so many ms to end
+  StuckShutter,      ///< the shutter stays where it is
   Clear              ///< ends all of the above except an unplug
 };
 
@@ -56,6 +57,7 @@ std::string parseFault(std::string_view text, Fault& fault);
 struct FaultState {
   bool unplugged = false;
   bool stalled = false;
+  bool stuckShutter = false;
   int shortSamples = 0, emptySamples = 0, missingSamples = 0, oversizeSamples = 0, failedSamples = 0,
       duplicateSamples = 0;
   int refuseStart = 0, refuseType = 0, failRearm = 0;
