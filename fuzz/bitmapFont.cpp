@@ -1,6 +1,6 @@
 // Bitmap fonts (.bff): loaded, then any text at any place of a frame.
 #include "presentation/BitmapFont.h"
-#include "fuzzing.h"
+#include "memoryFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzzing::Provider provider(data, size);
@@ -20,6 +20,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   BitmapFont font;
   const bool loaded = font.loadBytes(bytes, "font.bff");
   fuzzing::require(loaded == font.loaded());
+  if (fuzzing::isOneIn(16, bytes)) {
+    BitmapFont fromFile;
+    fuzzing::require(fromFile.load(fuzzing::MemoryFile::of(bytes)) == loaded);
+    fuzzing::require(!fromFile.load(fuzzing::MemoryFile::folder) && !fromFile.loaded());
+  }
   const image<rgb_24b> frame(width, height);
   font.print(frame, x, y, text.c_str());
   font.draw({frame.data, frame.width, frame.height}, y, x, text, color);

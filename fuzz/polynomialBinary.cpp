@@ -3,8 +3,37 @@
 #include <bit>
 
 #include "calibration/polynomialFiles.h"
-#include "fuzzing.h"
+#include "memoryFile.h"
 #include "processing/kernels/polynomialFlatField.h"
+
+namespace {
+
+void checkFiles(std::span<const std::uint8_t> bytes, const std::vector<ffcPixelPolyfit>& table) {
+  const auto width = static_cast<std::uint16_t>(table.size());
+  std::vector<ffcPixelPolyfit> again(table.size());
+  std::string formula(kCubicFormula);
+  const std::string& path = fuzzing::MemoryFile::of(bytes);
+  const bool fits = width > 0 && bytes.size() % 12 == 0;
+  const bool loaded = calibration::loadPFFCGain(again.data(), formula, width, 1, path);
+  if (fits) fuzzing::require(loaded);
+  calibration::loadPFFCOffset(again.data(), formula, width, 1, path);
+  fuzzing::require(saveBinaryPFFCP3OffsetData(table.data(), width, 1, path) == (width > 0));
+  fuzzing::require(calibration::loadPFFCOffset(again.data(), formula, width, 1, path) == (width > 0));
+  fuzzing::require(saveBinaryPFFCP2GainData(table.data(), width, 1, path) == (width > 0));
+  fuzzing::require(loadBinaryPFFCP2GainData(again.data(), formula, width, 1, path) == (width > 0));
+  const auto sameBits = [](float a, float b) {
+    return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+  };
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    for (const auto group : {calibration::CoefficientGroup::gain, calibration::CoefficientGroup::offset}) {
+      for (const auto field : calibration::binaryFields(group))
+        fuzzing::require(sameBits(table[i].*field, again[i].*field));
+    }
+  }
+  fuzzing::require(!loadBinaryPFFCP2GainData(again.data(), formula, width, 1, ""));
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using calibration::CoefficientGroup;
@@ -22,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<ffcPixelPolyfit> table(cut / 12);
   calibration::readBinaryCoefficients(all.first(cut), CoefficientGroup::gain, table);
   calibration::readBinaryCoefficients(all.subspan(cut), CoefficientGroup::offset, table);
+  if (fuzzing::isOneIn(16, bytes)) checkFiles(all.first(cut), table);
   std::vector<float> gain(table.size()), offset(table.size());
   std::vector<std::uint16_t> pixels(table.size(), level);
   if (!kernels::evaluatePolynomials(table, model, kernels::PolynomialTerms(temperature), gain, offset))

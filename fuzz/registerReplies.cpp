@@ -8,7 +8,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzzing::Provider provider(data, size);
   const int product = provider.ConsumeIntegralInRange<std::uint8_t>(0x00, 0x03) + 0x96ea;
   const int transfers = provider.ConsumeIntegral<std::uint8_t>();
-  const bool traced = provider.ConsumeIntegralInRange<std::uint8_t>(0, 7) == 7;
+  const auto rare = provider.ConsumeIntegralInRange<std::uint8_t>(0, 7);
+  const bool traced = rare == 7;
   const auto bytes = fuzzing::rest(provider);
   static settings* const record = [] {
     settings::create(0, nullptr);
@@ -30,6 +31,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   camera.readCurrentAGC(values);
   camera.setShutter(camera.hasShutter());
   camera.setGSK(values[0]);
+  if (rare == 6) {
+    camera.sendCommand("R12 004C 0000", "DACGSK_A");
+    camera.setIntegrationTime(values[0]);
+    camera.setGFID(values[1]);
+    camera.setImageGain(values[2]);
+    camera.setCurrentGSK(values[0]);
+    camera.setCurrentGFID(values[1]);
+    camera.setCurrentTINT(values[2]);
+    camera.writeCoreConfiguration(values[3]);
+  }
   std::vector<unsigned char> buffer(33);
   camera.readResponse("reply", buffer.data(), 32, true);
   return 0;

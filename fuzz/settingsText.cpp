@@ -1,11 +1,19 @@
 // Parameters as applications and files pass them, one a line; the first eight lines count.
 #include "core/settings.h"
-#include "fuzzing.h"
+#include "memoryFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzzing::Provider provider(data, size);
   const auto bytes = fuzzing::rest(provider);
   static settings record(0, nullptr);
+  if (fuzzing::isOneIn(16, bytes)) {
+    settings::create(0, nullptr);
+    settings::create(0, nullptr);
+    fuzzing::require(settings::inst() != nullptr && settings::inst()->proxy.get().empty());
+    settings::inst()->parseParam(std::string(fuzzing::textOf(bytes)));
+    settings::release();
+    fuzzing::require(settings::inst() == nullptr && settings::current().proxy.get().empty());
+  }
   std::string_view text = fuzzing::textOf(bytes);
   for (int lines = 0; lines < 8 && !text.empty(); ++lines) {
     const std::size_t end = std::min(text.find('\n'), text.size());
