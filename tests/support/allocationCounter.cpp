@@ -27,12 +27,30 @@ std::uint64_t allocationCount() { return allocations.load(std::memory_order_rela
 void failAllocation(std::uint64_t number) { untilFailure = number; }
 bool allocationFailed() { return untilFailure == 0; }
 
-// The array and nothrow forms of the standard library come down to these.
+// Every form, in terms of the first: a sanitizer brings its own of those that are left out.
 void* operator new(std::size_t bytes) { return allocate(bytes, alignof(std::max_align_t)); }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return allocate(bytes, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return ::operator new(bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t bytes) { return ::operator new(bytes); }
+void* operator new[](std::size_t bytes, std::align_val_t alignment) {
+  return ::operator new(bytes, alignment);
+}
+void* operator new[](std::size_t bytes, const std::nothrow_t& none) noexcept {
+  return ::operator new(bytes, none);
 }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
