@@ -48,6 +48,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each line at once, into a file as well
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {

@@ -97,7 +97,6 @@ class Soak {
                 static_cast<unsigned long long>(totals.arrived - totals.processed),
                 static_cast<unsigned long long>(totals.survived),
                 static_cast<unsigned long long>(totals.faults), describe(now).c_str());
-    std::fflush(stdout);
     toldProcessed = totals.processed;
   }
 

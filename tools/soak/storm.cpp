@@ -60,7 +60,6 @@ class Storm {
                 cycle.load(), static_cast<unsigned long long>(counts.cameras),
                 static_cast<unsigned long long>(counts.faults), static_cast<unsigned long long>(counts.calls),
                 seconds(counts.longestDestruction), describe(rest.latest()).c_str());
-    std::fflush(stdout);
   }
 
   bool conclude() {
