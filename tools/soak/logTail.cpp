@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view kAbandoned = "A call is still in progress on";
 
 struct Tail {
-  Mutex mutex;
+  Mutex mutex{LockRank::logSink};
   std::array<std::string, 60> lines GUARDED_BY(mutex);
   std::size_t next GUARDED_BY(mutex) = 0;
   std::uint64_t abandoned GUARDED_BY(mutex) = 0;
