@@ -57,8 +57,7 @@ SoakSession::SoakSession(simulation::SimulatedPlatform& simulated, const std::st
       owed(owedFaults),
       cameras(platform.cameraCount()) {}
 
-void SoakSession::run(Clock::duration span, bool faults,
-                      const std::function<void(const SoakTotals&)>& eachMoment) {
+void SoakSession::run(Clock::duration span, bool faults, const std::function<void()>& eachMoment) {
   open();
   startConsumers();
   const auto end = Clock::now() + span;
@@ -75,7 +74,7 @@ void SoakSession::run(Clock::duration span, bool faults,
       strike();
       nextFault = Clock::now() + std::chrono::milliseconds(random.between(500, 3000));
     }
-    eachMoment(totals);
+    eachMoment();
   }
   close();
 }

@@ -40,7 +40,7 @@ class SoakSession {
               std::vector<std::uint64_t>& owedFaults);
 
   /// Lives for `span`; `eachMoment` is called ten times a second. faults: whether any are made.
-  void run(Clock::duration span, bool faults, const std::function<void(const SoakTotals& soFar)>& eachMoment);
+  void run(Clock::duration span, bool faults, const std::function<void()>& eachMoment);
 
  private:
   enum class State { flowing, stalled, lost };

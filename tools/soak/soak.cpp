@@ -61,21 +61,25 @@ class Soak {
     return text;
   }
 
-  /// Cameras from power-on: a life with faults, and one after it that finds all of them again.
   void round() {
+    const std::uint64_t arrivedBefore = totals.arrived, processedBefore = totals.processed;
+    liveTwice();
+    rest.take(found);
+    adaptPace(totals.arrived - arrivedBefore, totals.processed - processedBefore);
+  }
+
+  /// Cameras from power-on: a life with faults, and one after it that finds all of them again.
+  void liveTwice() {
     const auto platform = simulation::makeSimulatedPlatform(scenario());
     transport::installVideoPlatform(platform);
     std::vector<std::uint64_t> owed(platform->cameraCount());
-    const std::uint64_t arrivedBefore = totals.arrived, processedBefore = totals.processed;
     // A tenth of the time at most, so that short runs have enough lives to compare.
     const auto life = std::min<Clock::duration>(
         kLongestLife, std::chrono::duration_cast<Clock::duration>(options.minutes * 6s));
-    const auto eachMoment = [this](const SoakTotals&) { tellNowAndThen(); };
+    const auto eachMoment = [this] { tellNowAndThen(); };
     SoakSession(*platform, "calibrated", random, found, dog, totals, owed).run(life, true, eachMoment);
     SoakSession(*platform, "calibrated", random, found, dog, totals, owed).run(life / 4, false, eachMoment);
     transport::installVideoPlatform(nullptr);
-    rest.take(found);
-    adaptPace(totals.arrived - arrivedBefore, totals.processed - processedBefore);
   }
 
   /// As fast as the machine bears: samples that nobody processes cost time and bring nothing.
