@@ -51,11 +51,11 @@ void OpenedCamera::storeSamples() {
 
 /// Until the smoothed values rest.
 void OpenedCamera::settle() {
-  FairLock lock(frameMutex);
   for (int i = 0; i < 60; ++i) processFrame();
 }
 
 void OpenedCamera::processFrame() {
+  FairLock lock(frameMutex);
   copyImage(samples[next % kSamples], inside->processing.rawImage);
   inside->delivered.number = ++next;
   const image<unsigned short>& output = inside->processing.outputImage;

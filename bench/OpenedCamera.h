@@ -22,7 +22,7 @@ class OpenedCamera {
   OpenedCamera& operator=(const OpenedCamera&) = delete;
 
   /// What the processing task does with a frame: the copy out of the ring, the pipeline, the colours.
-  void processFrame() REQUIRES(frameMutex);
+  void processFrame() EXCLUDES(frameMutex);
   imageAcquisition& acquisition() { return *inside; }
 
  private:

@@ -1,10 +1,13 @@
-#include <benchmark/benchmark.h>
+// Whole frames, from the sample's bytes to the colours: the library's own pipeline in two configurations.
 
-#include <algorithm>
+#include <memory>
 #include <string>
-#include <vector>
 
+#include "bench/CameraRig.h"
 #include "bench/OpenedCamera.h"
+#include "bench/Timings.h"
+
+namespace bench {
 
 namespace {
 
@@ -14,67 +17,72 @@ struct Stage {
 };
 
 constexpr Stage kStages[] = {
-    {"ms_defects", &StageTimes::defectivePixelsMs},
-    {"ms_flatfield", &StageTimes::flatFieldMs},
-    {"ms_columns", &StageTimes::columnDestripingMs},
-    {"ms_rows", &StageTimes::rowDestripingMs},
-    {"ms_thermographic", &StageTimes::thermographicMs},
-    {"ms_statistics", &StageTimes::statisticsMs},
-    {"ms_gain", &StageTimes::gainControlMs},
-    {"ms_temporal", &StageTimes::temporalFilterMs},
-    {"ms_resampling", &StageTimes::resamplingMs},
-    {"ms_spatial", &StageTimes::filteringMs},
-    {"ms_process", &StageTimes::processingMs},
+    {"defects", &StageTimes::defectivePixelsMs},
+    {"flat field", &StageTimes::flatFieldMs},
+    {"columns", &StageTimes::columnDestripingMs},
+    {"rows", &StageTimes::rowDestripingMs},
+    {"thermographic", &StageTimes::thermographicMs},
+    {"statistics", &StageTimes::statisticsMs},
+    {"gain", &StageTimes::gainControlMs},
+    {"temporal", &StageTimes::temporalFilterMs},
+    {"resampling", &StageTimes::resamplingMs},
+    {"spatial", &StageTimes::filteringMs},
+    {"process", &StageTimes::processingMs},
 };
 
-double median(std::vector<float>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return static_cast<double>(*middle);
+void addStages(StageSeries& series, const processData<unsigned short>& data) {
+  for (const Stage& stage : kStages)
+    series.add(stage.name, static_cast<double>(data.stageTimes.*stage.milliseconds) * 1e6);
+  series.add("colourise", static_cast<double>(data.colorizeTimeMs) * 1e6);
 }
 
-/// The medians of the stages go with the benchmark as counters.
-class StageMedians {
- public:
-  void add(const processData<unsigned short>& data) {
-    for (std::size_t i = 0; i < std::size(kStages); ++i)
-      stages[i].push_back(data.stageTimes.*kStages[i].milliseconds);
-    colours.push_back(data.colorizeTimeMs);
-  }
-  void report(benchmark::State& state) {
-    for (std::size_t i = 0; i < std::size(kStages); ++i) state.counters[kStages[i].name] = median(stages[i]);
-    state.counters["ms_colorize"] = median(colours);
-  }
-
- private:
-  std::vector<float> stages[std::size(kStages)];
-  std::vector<float> colours;
-};
-
-void wholeFrame(benchmark::State& state, const std::string& model) {
-  OpenedCamera camera(model, static_cast<int>(state.range(0)));
-  StageMedians medians;
-  {
-    FairLock lock(frameMutex);
-    for (auto _ : state) {
-      camera.processFrame();
-      medians.add(camera.acquisition().processing);
-    }
-  }
-  medians.report(state);
-  const auto pixels = static_cast<double>(camera.acquisition().processing.outputImage.pixelCount());
-  state.counters["ns_per_pixel"] = benchmark::Counter(
-      pixels * 1e-9, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+/// Times `work`, one frame, and notes what the library says about its stages.
+template <typename Work>
+void measureFrames(benchmark::State& state, const processData<unsigned short>& data, int units, Work&& work) {
+  const std::size_t pixels = data.outputImage.pixelCount();
+  StageSeries stages(units);
+  bool processed = false;
+  const auto noteStages = [&] {
+    stages.begin();
+    if (processed) addStages(stages, data);
+    processed = true;
+  };
+  measure(state, pixels, units, noteStages, work);
+  noteStages();
+  stages.report(state, pixels);
 }
 
-/// A fixed number of frames: a camera is opened and settled once for each measurement.
-void configure(benchmark::internal::Benchmark* measurement) {
-  measurement->ArgName("units")->Arg(1)->Arg(2)->Iterations(300);
-  measurement->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
+/// Linear gain control, no destriping, no spatial filter: what other pipelines are compared in.
+void linearFrame(benchmark::State& state, const FrameSize& size, int units) {
+  const ProcessingUnits processingUnits(units);
+  CameraRig rig(static_cast<std::uint16_t>(size.width), static_cast<std::uint16_t>(size.height));
+  measureFrames(state, rig.data(), units, [&rig] {
+    rig.unpackSample();
+    rig.fetchFrame();
+    rig.processFrame();
+  });
 }
 
-BENCHMARK_CAPTURE(wholeFrame, marlow3, "marlow3")->Apply(configure);
-BENCHMARK_CAPTURE(wholeFrame, bramble6, "bramble6")->Apply(configure);
-BENCHMARK_CAPTURE(wholeFrame, hollis12, "hollis12")->Apply(configure);
+/// A camera as an application gets it that calls no setter.
+void defaultFrame(benchmark::State& state, const std::string& model, int units) {
+  OpenedCamera camera(model, units);
+  measureFrames(state, camera.acquisition().processing, units, [&camera] { camera.processFrame(); });
+}
 
 }  // namespace
+
+void registerFrames() {
+  constexpr const char* kModels[] = {"marlow3", "bramble6", "hollis12"};
+  for (const int units : {1, 2}) {
+    for (std::size_t i = 0; i < std::size(kFrameSizes); ++i) {
+      const FrameSize& size = kFrameSizes[i];
+      const std::string variant = std::string(size.name) + "/units:" + std::to_string(units);
+      add("frame/linear/" + variant, size,
+          [&size, units](benchmark::State& state) { linearFrame(state, size, units); });
+      add("frame/default/" + variant, size,
+          [model = kModels[i], units](benchmark::State& state) { defaultFrame(state, model, units); });
+    }
+  }
+}
+
+}  // namespace bench

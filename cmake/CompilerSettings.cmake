@@ -16,6 +16,14 @@ if(OMBRIX_SANITIZE)
   add_link_options(-fsanitize=${OMBRIX_SANITIZE})
 endif()
 
+# The library counts the edges it takes; what steers by them is linked into the fuzz targets alone.
+if(OMBRIX_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "OMBRIX_FUZZ needs clang: its libFuzzer drives the targets")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 find_program(OMBRIX_CCACHE ccache)
 if(OMBRIX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${OMBRIX_CCACHE})

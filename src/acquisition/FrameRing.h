@@ -30,7 +30,7 @@ struct FrameRing {
   /// Slots fill in order from 0, so the counter tells which have been written since `allocate`.
   bool everFilled(int slot) const { return frameCounter.load() > static_cast<unsigned long long>(slot); }
 
-  Mutex mutex;
+  Mutex mutex{LockRank::ring};
   std::condition_variable condition;
   std::array<image<unsigned short>, kSlots> slots;
   std::array<image<unsigned short>*, kSlots> slotPointers{};  ///< what the transport is handed

@@ -5,7 +5,7 @@
 namespace acquiringCount {
 namespace {
 
-Mutex mutex;
+Mutex mutex{LockRank::acquiringCount};
 int streamingCameras GUARDED_BY(mutex) = 0;
 std::atomic<bool> ownFlag{false};
 std::atomic<std::atomic<bool>*> sharedFlag{&ownFlag};

@@ -43,8 +43,9 @@ bool imageAcquisition::loadManualTable(const CalibrationPlaces& places) {
   std::uint16_t frames = 0;
   float temperature = 0.0f;
   manual.frames = 0;
-  if (!regularFileSize(path)) return false;  // no shutter run has been made yet
-  if (!calibration::peekFFC(path, device.width, device.height, frames, temperature)) {
+  // A table that is absent, because no shutter run has been made yet, is for loadFFC to report.
+  if (regularFileSize(path) &&
+      !calibration::peekFFC(path, device.width, device.height, frames, temperature)) {
     logger::error(format("'{:s}' is no flat-field table of this camera", path), LOG_HERE);
     return false;
   }

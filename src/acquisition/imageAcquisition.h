@@ -161,9 +161,12 @@ class imageAcquisition {
 
   deviceInfo device;
   FrameRing ring;
+  /// Shared under the frame mutex, but for what has a lock of its own or is atomic; pictures that the
+  /// processing task alone writes (`rawImage`, `colorImage`) it also reads without the mutex. Until `ready`
+  /// the opening thread's own.
   processData<unsigned short> processing;
   DeliveredFrame delivered;
-  bool replaying = false;  ///< frames come from a dump instead of the transport
+  bool replaying = false;  ///< frames come from a dump instead of the transport; fixed before `ready`
   imageFiles::PictureFiles pictures;
   std::uint8_t listPosition = 0;  ///< position in the Core's list in the cycle that processes the camera
   /// Null when colour frames go to applications only. After opening, the processing task's own.
@@ -175,7 +178,7 @@ class imageAcquisition {
   std::condition_variable_any frameCondition;           ///< waited on with the frame mutex
 
   /// Inner to the frame mutex. The condition tells of the end of a shutter run.
-  Mutex calibrationMutex;
+  Mutex calibrationMutex{LockRank::calibration};
   std::condition_variable calibrationCondition;
   ShutterRunSequence shutterRun GUARDED_BY(calibrationMutex);
   /// Monotonic time of the last frame processed during a run; 0 before the first.
@@ -185,7 +188,6 @@ class imageAcquisition {
   /// How long after a failed table refresh the folders are looked through again; tests shorten it.
   std::chrono::milliseconds tableScanPause{5000};
 
-  std::atomic<bool> prepared{false};         ///< opening was tried, successfully or not
   std::atomic<bool> ready{false};            ///< prepared: the Core worker may process it. Set last.
   std::atomic<bool> dumpFrames{false};       ///< the frame-dump flag
   std::atomic<float> rateLimit{0.0f};        ///< processed frames per second at most; 0 = no limit
@@ -219,6 +221,7 @@ class imageAcquisition {
   void temperatureCycle(const TemperatureRule& rule);
   void publishTemperature(float kelvin);
 
+  // Fixed before other threads see the camera.
   std::string givenName;
   bool givenFlag = false;
   USBDeviceDesc descriptor;  ///< as the caller of `setUSBDevice` gave it
@@ -229,21 +232,22 @@ class imageAcquisition {
   std::atomic<bool> connected{false};
   std::atomic<bool> streaming{false};
   std::atomic<bool> stopRequested{false};
-  mutable Mutex errorMutex;
+  mutable Mutex errorMutex{LockRank::cameraError};
   char errorText[256] GUARDED_BY(errorMutex) = "none";
 
-  Mutex workerMutex;  ///< with `workerCondition`: lets the temperature worker's pause end at once
+  Mutex workerMutex{LockRank::workerPause};  ///< with the condition: ends the temperature worker's pause
   std::condition_variable workerCondition;
   // What the temperature worker keeps from cycle to cycle; no other thread touches it.
   TemperatureFilter temperatureFilter;
   std::int64_t lastCycleNs = 0;
 
   std::unique_ptr<imageFiles::FrameReplay> replay;  ///< while replaying; belongs to the processing task
-  std::uint32_t dumpWordsSeen = 0;                  ///< parses of "tiffFrameDump" that were followed
+  std::uint32_t dumpWordsSeen GUARDED_BY(frameMutex) = 0;  ///< parses of "tiffFrameDump" that were followed
 
   FlatFieldIndex flatFieldIndex;  ///< belongs to whoever may call `_updateFFC`
 
   WorkerPool pool;  ///< four workers of this camera's own
+  // Of who starts and stops the camera, one thread at a time: the Core does so under its mutex.
   std::future<int> temperatureWorker;
   std::future<int> placeholderWorker;
 };

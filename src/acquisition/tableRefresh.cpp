@@ -66,6 +66,7 @@ struct LoadedPair {
   void swapInto(processData<unsigned short>& data) {
     FlatFieldTables& tables = data.flatField.ffcTables;
     data.tableStage.pairTarget = {};
+    data.tableStage.shifts.forget();
     data.tableStage.references.forget();
     data.slot0Low().swap(low[0].sums);
     tables.slot0High.swap(high[0].sums);

@@ -10,7 +10,7 @@ bool loadBadPixelsList(std::vector<std::pair<int, int>>* list, const unsigned sh
                        const unsigned short& height, const std::string& path) {
   // One byte more than a map has, so that a longer file shows.
   const auto bytes = readFileBytes(path, std::uint64_t{width} * height + 1);
-  if (list) list->clear();
+  if (list && !bytes) list->clear();  // as reading a map of another size does
   if (!list || !bytes || !calibration::readBadPixels(*bytes, width, height, *list)) {
     logger::error(format("Error while opening file '{:s}'", path), LOG_HERE);
     return false;

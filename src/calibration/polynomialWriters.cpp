@@ -24,15 +24,13 @@ bool report(FileWrite outcome, const std::string& path, const LogContext& caller
   return true;
 }
 
-/// What is to be written.
+/// What is to be written; nothing is without a table.
 struct Source {
   const ffcPixelPolyfit* table;
   unsigned short width;
   unsigned short height;
 
-  std::span<const ffcPixelPolyfit> records() const {
-    return {table, table ? std::size_t{width} * height : 0};
-  }
+  std::span<const ffcPixelPolyfit> records() const { return {table, std::size_t{width} * height}; }
 };
 
 bool saveText(const Source& source, CoefficientGroup group, CoefficientLine lineFormat,

@@ -1,6 +1,7 @@
 #include "common/fairMutex.h"
 
 void FairMutex::lock() {
+  place.enter();
   MutexLock queue(queueMutex);
   if (!taken) {
     taken = true;
@@ -13,6 +14,7 @@ void FairMutex::lock() {
 }
 
 void FairMutex::unlock() {
+  place.leave();
   MutexLock queue(queueMutex);
   Waiter* const next = first;
   if (!next) {

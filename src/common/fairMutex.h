@@ -9,7 +9,7 @@
 /// Waits on it go through std::condition_variable_any.
 class CAPABILITY("mutex") FairMutex {
  public:
-  FairMutex() = default;
+  explicit FairMutex(LockRank rank = LockRank::leaf) : place(rank) {}
   FairMutex(const FairMutex&) = delete;
   FairMutex& operator=(const FairMutex&) = delete;
 
@@ -26,7 +26,8 @@ class CAPABILITY("mutex") FairMutex {
     Waiter* next = nullptr;
   };
 
-  mutable Mutex queueMutex;
+  const LockPlace place;
+  mutable Mutex queueMutex{LockRank::fairQueue};
   bool taken GUARDED_BY(queueMutex) = false;
   Waiter* first GUARDED_BY(queueMutex) = nullptr;
   Waiter* last GUARDED_BY(queueMutex) = nullptr;

@@ -31,7 +31,7 @@ class ArrivalSignal {
   }
 
  private:
-  mutable Mutex mutex;
+  mutable Mutex mutex{LockRank::arrivals};
   std::condition_variable condition;
   std::uint64_t arrivals GUARDED_BY(mutex) = 0;
 };

@@ -21,11 +21,11 @@ class Core {
   };
 
   /// Creates the camera of handle `deviceHandle`, enters it in the registry and prepares it. False when the
-  /// handle is taken (logged) or the camera could not be prepared (logged; it stays registered).
+  /// handle is taken (logged) or the camera could not be prepared (logged; it stays registered). When memory
+  /// or threads run out it throws, and nothing is left of the camera.
   static bool openCamera(int deviceHandle, const std::string& dataPath);
 
-  /// Prepares every listed camera that opening was not tried for yet, starts the worker thread if it is not
-  /// running, and switches free-run on.
+  /// Starts the worker thread if it is not running, and switches free-run on.
   static void init(int argc = 0, char** argv = nullptr);
   /// The worker thread's body; ends soon after `workerRunningFlag` is cleared.
   static void workerThreadProc();

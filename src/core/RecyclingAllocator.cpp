@@ -12,7 +12,7 @@ struct FreeBlock {
 };
 
 struct FreeList {
-  Mutex mutex;
+  Mutex mutex{LockRank::memory};
   FreeBlock* first GUARDED_BY(mutex) = nullptr;
 };
 

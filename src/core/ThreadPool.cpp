@@ -11,6 +11,7 @@
 
 #include "common/mutex.h"
 #include "core/TaskQueue.h"
+#include "core/threadStart.h"
 
 namespace ThreadPool {
 namespace {
@@ -38,6 +39,8 @@ unsigned hardwareThreads() {
 
 void setHardwareThreadsForTesting(unsigned count) { injectedHardwareThreads = count; }
 
+unsigned workersFor(unsigned count) { return std::clamp(count, 1u, hardwareThreads()); }
+
 void PromisedTask::run() noexcept {
   try {
     const int value = runReporting(slot);
@@ -50,12 +53,14 @@ void PromisedTask::run() noexcept {
 }
 
 struct ThreadPool<0, 0>::Impl {
-  const unsigned maxThreads = hardwareThreads();
-  std::vector<std::thread> threads;
-  Mutex queueMutex;
+  const unsigned wanted;
+  mutable Mutex queueMutex{LockRank::taskQueue};
+  std::vector<std::thread> threads GUARDED_BY(queueMutex);
   std::condition_variable workAvailable;
   TaskQueue queue GUARDED_BY(queueMutex);
   bool stopRequested GUARDED_BY(queueMutex) = false;
+
+  explicit Impl(unsigned workers) : wanted(workers) {}
 
   void workerThreadProc() {
     while (true) {
@@ -68,18 +73,20 @@ struct ThreadPool<0, 0>::Impl {
     }
   }
 
-  void start(unsigned workers) {
-    threads.reserve(workers);
+  void start() {
+    MutexLock lock(queueMutex);
+    threads.reserve(wanted);
     try {
-      while (threads.size() < workers) threads.emplace_back([this] { workerThreadProc(); });
+      while (threads.size() < wanted)
+        threads.push_back(threadStart::start("worker", [this] { workerThreadProc(); }));
     } catch (...) {  // the system refuses another thread: the pool makes do with those it has
       if (threads.empty()) throw;
     }
   }
 };
 
-ThreadPool<0, 0>::ThreadPool(const unsigned& count) : impl(std::make_unique<Impl>()) {
-  impl->start(std::clamp(count, 1u, impl->maxThreads));
+ThreadPool<0, 0>::ThreadPool(const unsigned& count) : impl(std::make_unique<Impl>(workersFor(count))) {
+  impl->start();
 }
 
 ThreadPool<0, 0>::~ThreadPool() {
@@ -112,7 +119,12 @@ unsigned ThreadPool<0, 0>::runPending() {
   }
 }
 
-unsigned ThreadPool<0, 0>::size() const { return static_cast<unsigned>(impl->threads.size()); }
+unsigned ThreadPool<0, 0>::size() const {
+  MutexLock lock(impl->queueMutex);
+  return static_cast<unsigned>(impl->threads.size());
+}
+
+void ThreadPool<0, 0>::startMissing() { impl->start(); }
 
 std::future<int> detail::runSlotInline(TaskSlot task) {
   PromisedTask promised(std::move(task));

@@ -13,6 +13,9 @@ namespace ThreadPool {
 unsigned hardwareThreads();
 void setHardwareThreadsForTesting(unsigned count);
 
+/// Number of workers of a pool that is asked for `count`: at least 1, at most the hardware threads.
+unsigned workersFor(unsigned count);
+
 template <int A, int B>
 class ThreadPool;
 
@@ -20,8 +23,8 @@ class ThreadPool;
 template <>
 class ThreadPool<0, 0> {
  public:
-  /// Starts min(count, hardware threads) workers; a count of 0 starts 1. When the system refuses a thread the
-  /// pool makes do with those it got; std::system_error when it got none.
+  /// Starts `workersFor(count)` workers. When the system refuses a thread the pool makes do with those it
+  /// got; std::system_error when it got none.
   explicit ThreadPool(const unsigned& count);
   /// Stops and joins every worker; tasks still queued are abandoned (their futures report a broken promise).
   ~ThreadPool();
@@ -42,6 +45,9 @@ class ThreadPool<0, 0> {
 
   /// Number of workers started.
   unsigned size() const;
+
+  /// Tries once more to start the workers that the system refused; those it refuses again stay missing.
+  void startMissing();
 
  private:
   std::future<int> push(TaskSlot task);

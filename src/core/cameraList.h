@@ -9,10 +9,9 @@
 /// The Core's list of cameras, in the order of their opening.
 class CameraList {
  public:
-  imageAcquisition* add(std::unique_ptr<imageAcquisition> camera) EXCLUDES(mutex) {
+  void add(std::unique_ptr<imageAcquisition> camera) EXCLUDES(mutex) {
     MutexLock lock(mutex);
     cameras.push_back(std::move(camera));
-    return cameras.back().get();
   }
 
   /// Pointers to the cameras, into `out`, whose capacity is reused. They stay valid until `takeAll`.
@@ -28,7 +27,7 @@ class CameraList {
   }
 
  private:
-  mutable Mutex mutex;
+  mutable Mutex mutex{LockRank::cameraList};
   std::vector<std::unique_ptr<imageAcquisition>> cameras GUARDED_BY(mutex);
 };
 

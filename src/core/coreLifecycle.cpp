@@ -29,7 +29,7 @@ constexpr auto kUserGrace = 5s;
 
 /// Never destroyed, so that a process may end while cameras stream.
 struct WorkerHandle {
-  Mutex coreMutex;
+  Mutex coreMutex{LockRank::core};
   std::future<int> worker GUARDED_BY(coreMutex);
 };
 WorkerHandle& handle = *new WorkerHandle;
@@ -49,7 +49,6 @@ void openViewerOutput(imageAcquisition& camera) {
 
 /// Connects, configures and starts one camera; it becomes `ready` only when all of that succeeded.
 void prepare(imageAcquisition& camera) {
-  camera.prepared = true;
   if (!camera.initAcquisition()) return;
   camera.readIdentity();
   logger::info("\033[0;37mInitializing image buffers", LOG_HERE);
@@ -64,14 +63,6 @@ void prepare(imageAcquisition& camera) {
   camera.ready = true;
 }
 
-void prepareListedCameras() {
-  std::vector<imageAcquisition*> cameras;
-  cameraList.snapshot(cameras);
-  for (imageAcquisition* camera : cameras) {
-    if (!camera->prepared) prepare(*camera);
-  }
-}
-
 void startWorker() REQUIRES(handle.coreMutex) {
   if (handle.worker.valid()) {
     logger::info("Worker thread is already running", LOG_HERE);
@@ -79,18 +70,24 @@ void startWorker() REQUIRES(handle.coreMutex) {
   }
   workerRunningFlag = true;
   logger::info("Starting worker thread", LOG_HERE);
-  handle.worker = multithreading::startThread(
-      [] {
-        Core::workerThreadProc();
-        return multithreading::kTaskDone;
-      },
-      "worker");
+  try {
+    handle.worker = multithreading::startThread(
+        [] {
+          Core::workerThreadProc();
+          return multithreading::kTaskDone;
+        },
+        "worker");
+  } catch (...) {
+    workerRunningFlag = false;
+    throw;
+  }
   if (!handle.worker.valid()) workerRunningFlag = false;
 }
 
-void initLocked() REQUIRES(handle.coreMutex) {
+/// camera: to be prepared; null for none.
+void initLocked(imageAcquisition* camera) REQUIRES(handle.coreMutex) {
   if (colorPresetCount() == 0) loadColorPresets();
-  prepareListedCameras();
+  if (camera) prepare(*camera);
   startWorker();
   logger::info("\033[0;37mInitialization done.", LOG_HERE);
   freeRunMode = true;
@@ -129,20 +126,24 @@ bool Core::openCamera(int deviceHandle, const std::string& dataPath) {
     return false;
   }
   if (!settings::inst()) return false;  // no SDK object: its error line says so
-  imageAcquisition* const camera = cameraList.add(std::make_unique<imageAcquisition>(dataPath, true));
-  if (!camera->setUSBDevice(UVCConnection::describeDevice(deviceHandle), 0, deviceHandle)) {
-    camera->prepared = true;
-  }
-  initLocked();
-  // Only now, so that no other thread meets a half-prepared camera.
-  registry::add(deviceHandle, camera);
-  logger::debug(format("Device connected. Handle: {:d}", deviceHandle), LOG_HERE);
-  return camera->ready;
+  // Until it is listed nobody else knows the camera: when memory or threads run out on the way, it goes, its
+  // device with it, and a later attempt finds the device free.
+  auto camera = std::make_unique<imageAcquisition>(dataPath, true);
+  const bool bound = camera->setUSBDevice(UVCConnection::describeDevice(deviceHandle), 0, deviceHandle);
+  registry::Entry entry(deviceHandle, camera.get());
+  const std::string connectedLine = format("Device connected. Handle: {:d}", deviceHandle);
+  initLocked(bound ? camera.get() : nullptr);
+  const bool ready = camera->ready;
+  cameraList.add(std::move(camera));  // the last thing that can fail
+  registry::add(std::move(entry));
+  frameArrivals.notify();  // its first frame may have come already
+  logger::debug(connectedLine, LOG_HERE);
+  return ready;
 }
 
 void Core::init(int, char**) {
   MutexLock lock(handle.coreMutex);
-  initLocked();
+  initLocked(nullptr);
 }
 
 void Core::cleanup() {

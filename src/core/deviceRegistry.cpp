@@ -8,7 +8,7 @@
 namespace registry {
 namespace {
 
-Mutex mutex;  // guards OmbrixSDK::mConnectedDevices, too
+Mutex mutex{LockRank::registry};  // guards OmbrixSDK::mConnectedDevices, too
 bool closing GUARDED_BY(mutex) = false;
 
 imageAcquisition* use(int handle) {
@@ -37,9 +37,14 @@ bool contains(int handle) {
   return OmbrixSDK::mConnectedDevices.count(handle) > 0;
 }
 
-bool add(int handle, imageAcquisition* camera) {
+Entry::Entry(int handle, imageAcquisition* camera) {
+  std::map<int, void*> single{{handle, camera}};
+  node = single.extract(handle);
+}
+
+bool add(Entry entry) {
   MutexLock lock(mutex);
-  return OmbrixSDK::mConnectedDevices.emplace(handle, camera).second;
+  return OmbrixSDK::mConnectedDevices.insert(std::move(entry.node)).inserted;
 }
 
 void beginClosing() {

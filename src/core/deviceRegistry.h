@@ -1,5 +1,7 @@
 #pragma once
 
+#include <map>
+
 #include "core/logger.h"
 
 class imageAcquisition;
@@ -24,9 +26,19 @@ class DeviceUser {
   imageAcquisition* camera = nullptr;
 };
 
+/// What enters a camera under its handle, made beforehand so that entering cannot run out of memory.
+class Entry {
+ public:
+  Entry(int handle, imageAcquisition* camera);
+
+ private:
+  friend bool add(Entry entry);
+  std::map<int, void*>::node_type node;
+};
+
 bool contains(int handle);
-/// Enters a camera under its handle; false when the handle is taken.
-bool add(int handle, imageAcquisition* camera);
+/// Enters a camera; false when the handle is taken.
+bool add(Entry entry);
 /// From here on no lookup succeeds.
 void beginClosing();
 /// Empties the registry and lets lookups succeed again.

@@ -1,3 +1,3 @@
 #include "core/frameMutex.h"
 
-FairMutex frameMutex;
+FairMutex frameMutex(LockRank::frame);

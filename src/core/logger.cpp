@@ -41,13 +41,13 @@ std::atomic<std::uint8_t> threshold{kUninitialized};
 
 /// Leaked on purpose: worker threads may log during static destruction.
 struct State {
-  Mutex consoleMutex;
+  Mutex consoleMutex{LockRank::console};
   std::function<void(std::string_view)> consoleSink GUARDED_BY(consoleMutex);
   int terminalRows GUARDED_BY(consoleMutex) = 0;
   int terminalColumns GUARDED_BY(consoleMutex) = 0;
   std::atomic<bool> localTime{false};
 
-  Mutex fileMutex;
+  Mutex fileMutex{LockRank::logFile};
   std::atomic<bool> fileLogging{false};  // written under the file mutex
   std::string logDirectory GUARDED_BY(fileMutex);
   std::array<LevelFile, 4> files GUARDED_BY(fileMutex);

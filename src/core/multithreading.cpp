@@ -10,9 +10,33 @@ PoolPointer processingPool;
 PoolPointer auxiliaryPool;
 
 namespace {
+/// The pools of one kind, one for each number of workers that was ever asked for.
+class PoolShelf {
+ public:
+  /// The pool of `workersFor(count)` workers; made when there is none yet.
+  WorkerPool* take(unsigned count) {
+    const unsigned workers = ThreadPool::workersFor(count);
+    for (const Entry& entry : entries) {
+      if (entry.workers != workers) continue;
+      entry.pool->startMissing();
+      return entry.pool.get();
+    }
+    entries.push_back({workers, std::make_unique<WorkerPool>(count)});
+    return entries.back().pool.get();
+  }
+
+ private:
+  struct Entry {
+    unsigned workers;
+    std::unique_ptr<WorkerPool> pool;
+  };
+  std::vector<Entry> entries;
+};
+
 struct PoolList {
-  Mutex mutex;
-  std::vector<std::unique_ptr<WorkerPool>> pools GUARDED_BY(mutex);
+  Mutex mutex{LockRank::pools};
+  PoolShelf processing GUARDED_BY(mutex);
+  PoolShelf auxiliary GUARDED_BY(mutex);
 };
 
 // Leaked on purpose: joining workers at static destruction would wait for cameras nobody closed.
@@ -26,16 +50,12 @@ namespace multithreading {
 
 void createPools(unsigned processingUnits) {
   constexpr unsigned kLeastAuxiliaryWorkers = 4;
-  auto processing = std::make_unique<WorkerPool>(processingUnits);
-  auto auxiliary = std::make_unique<WorkerPool>(std::max(processingUnits, kLeastAuxiliaryWorkers));
-
   PoolList& list = everyPool();
   MutexLock lock(list.mutex);
-  list.pools.reserve(list.pools.size() + 2);
-  processingPool = processing.get();
-  auxiliaryPool = auxiliary.get();
-  list.pools.push_back(std::move(processing));
-  list.pools.push_back(std::move(auxiliary));
+  WorkerPool* const processing = list.processing.take(processingUnits);
+  WorkerPool* const auxiliary = list.auxiliary.take(std::max(processingUnits, kLeastAuxiliaryWorkers));
+  processingPool = processing;
+  auxiliaryPool = auxiliary;
 }
 
 void waitThread(std::future<int>& future) {

@@ -35,8 +35,9 @@ namespace multithreading {
 constexpr int kTaskDone = 42;
 
 /// Makes a `processingPool` of `processingUnits` workers and an `auxiliaryPool` of max(processingUnits, 4)
-/// the process-wide ones. Earlier pools are abandoned, never destroyed: they stay reachable in a list, so
-/// that no thread is joined at static destruction.
+/// the process-wide ones. Pools are never destroyed: they stay reachable in a list, so that no thread is
+/// joined at static destruction and who still has an earlier pool may use it. One of the wanted size that was
+/// made before serves again; without that every `OmbrixSDK` of a process would leave its threads behind.
 void createPools(unsigned processingUnits);
 
 namespace detail {

@@ -142,7 +142,7 @@ struct KeyWriter {
 
 /// The storage behind `inst`: made by the first `create` and never freed, since a reader may hold it.
 struct Singleton {
-  Mutex mutex;
+  Mutex mutex{LockRank::settings};
   settings* storage GUARDED_BY(mutex) = nullptr;
   std::atomic<settings*> active{nullptr};
 };

@@ -22,7 +22,7 @@ class SharedText {
   }
 
  private:
-  mutable Mutex mutex;
+  mutable Mutex mutex{LockRank::settingsText};
   std::string value GUARDED_BY(mutex);
 };
 

@@ -67,23 +67,24 @@ class SnapshotWriter {
     bool abandoned = false;  ///< nobody waits for the outcome any more
   };
 
-  void offerWords(const SnapshotSource& source, const std::function<WorkerPool*()>& pool);
+  void offerWords(const SnapshotSource& source, const std::function<WorkerPool*()>& pool)
+      REQUIRES(frameMutex);
   void offerRequest(const SnapshotSource& source, const std::function<WorkerPool*()>& pool)
-      EXCLUDES(requestMutex);
-  bool pending(std::size_t word);
-  void fill(Slot& slot, const SnapshotSource& source, Content content);
+      REQUIRES(frameMutex) EXCLUDES(requestMutex);
+  bool pending(std::size_t word) REQUIRES(frameMutex);
+  void fill(Slot& slot, const SnapshotSource& source, Content content) REQUIRES(frameMutex);
   void start(Slot& slot, WorkerPool* pool);
   void write(Slot& slot) EXCLUDES(requestMutex);
   void finishRequest(bool written) EXCLUDES(requestMutex);
 
   std::array<Slot, 4> wordSlots;
-  std::array<std::uint32_t, 4> taken{};  ///< parses answered, per word
-  bool begun = false;                    ///< a frame was offered before
-  std::uint64_t pictures = 0;            ///< running number of the snapshots
+  std::array<std::uint32_t, 4> taken GUARDED_BY(frameMutex){};  ///< parses answered, per word
+  bool begun GUARDED_BY(frameMutex) = false;                    ///< a frame was offered before
+  std::uint64_t pictures GUARDED_BY(frameMutex) = 0;            ///< running number of the snapshots
   Slot requestSlot;
 
   std::atomic<bool> asked{false};  ///< spares the frames the mutex
-  Mutex requestMutex;
+  Mutex requestMutex{LockRank::snapshotRequest};
   std::condition_variable requestChanged;
   Request request GUARDED_BY(requestMutex);
 };

@@ -53,7 +53,7 @@ void copyColorPreset(const ColorPreset& from, ColorPreset& to) {
   if (!to.subMaps) to.subMaps.reset(new (std::nothrow) std::vector<subMap>);
   if (!to.subMaps) {
     logger::error("empty output vector", LOG_HERE);
-    return;
+    throw std::bad_alloc();  // callers go on to use the vector
   }
   to.curve = from.curve;
   *to.subMaps = *from.subMaps;
@@ -69,7 +69,12 @@ ColorPresetList& colorPresets() {
 void loadColorPresets() {
   ColorPresetList& list = colorPresets();
   MutexLock lock(list.mutex);
-  loadColorPresets(list.presets);
+  try {
+    loadColorPresets(list.presets);
+  } catch (...) {  // no memory: whoever finds the list empty loads it anew
+    list.presets.clear();
+    throw;
+  }
 }
 
 int colorPresetCount() {

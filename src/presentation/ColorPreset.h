@@ -24,13 +24,14 @@ struct ColorPreset {
 void loadColorPresets(std::vector<ColorPreset>& presets);
 
 /// Deep copy: `to` gets its own vector of sub-maps if it has none. Without a vector in `from` it logs
-/// "empty input vector" and leaves `to` as it is.
+/// "empty input vector" and leaves `to` as it is. std::bad_alloc, after a line, when there is no memory for
+/// it.
 void copyColorPreset(const ColorPreset& from, ColorPreset& to);
 
 /// The process-wide list. Written at start-up; the mutex lets a second start-up rebuild it while cameras of
 /// the first one select presets. Innermost lock but for the logger's.
 struct ColorPresetList {
-  Mutex mutex;
+  Mutex mutex{LockRank::colorPresets};
   std::vector<ColorPreset> presets GUARDED_BY(mutex);
 };
 ColorPresetList& colorPresets();

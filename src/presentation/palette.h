@@ -52,7 +52,7 @@ class Palette {
   void setAdjustment(float saturation, float brightness) EXCLUDES(buildMutex, colourMutex);
 
   /// Held while a frame is painted; taken inside the frame mutex.
-  mutable Mutex colourMutex;
+  mutable Mutex colourMutex{LockRank::colour};
   /// False until the first selection: there are no colours to paint with.
   bool ready() const REQUIRES(colourMutex) { return filled; }
   /// The colour of every level. Valid while the mutex is held.
@@ -64,7 +64,7 @@ class Palette {
   void applyPreset(const ColorPreset& preset, int index) REQUIRES(buildMutex);
   void publish() REQUIRES(buildMutex) EXCLUDES(colourMutex);
 
-  Mutex buildMutex;  ///< one selection at a time; outside colourMutex
+  Mutex buildMutex{LockRank::paletteBuild};  ///< one selection at a time; outside colourMutex
   colorMap map GUARDED_BY(buildMutex);
   ToneCurve toneCurve GUARDED_BY(buildMutex);
   PaletteSelection building GUARDED_BY(buildMutex);

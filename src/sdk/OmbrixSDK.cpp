@@ -44,6 +44,8 @@ OmbrixSDK::OmbrixSDK(const verbosityLevel& verbosity, const int& processingUnits
     startUp(verbosity, processingUnits, LOG_HERE);
   } catch (const std::exception& failure) {  // no memory, no thread
     mStatus = false;
+    UVCConnection::shutdown();
+    settings::release();  // without them no camera opens: there might be no pool to serve it
     logger::error(format("Start-up failed: {:s}", std::string_view(failure.what())), LOG_HERE);
   }
 }

@@ -105,24 +105,6 @@ TEST(DeviceBinding, ProxySubstitutesTheSensorBehindTheLargeModel) {
   setDeviceTableForTesting({});
 }
 
-TEST(DeviceBinding, LinkWithoutVideoConnectsButCannotStream) {
-  const LogCapture log;
-  imageAcquisition camera("data", true);
-  ASSERT_TRUE(camera.setUSBDevice(described(0x0483, 0x5740, "Velt Core"), 0, 0));
-  EXPECT_EQ(camera.getErrorText(), "none");
-  EXPECT_TRUE(camera.initAcquisition());
-  EXPECT_FALSE(camera.startAcquisition());
-  EXPECT_EQ(camera.getErrorText(), "Unable to start Velt Core streaming!");
-  EXPECT_TRUE(log.contains("Unable to start Velt Core streaming!"));
-  EXPECT_TRUE(camera.hasError());
-  EXPECT_FALSE(acquiringCount::acquiring()) << "a refused start counts as no streaming camera";
-  image<unsigned short> out(2, 2);
-  out.data[3] = 7;
-  EXPECT_FALSE(camera.getImage(out, 0));
-  EXPECT_EQ(out.data[3], 0);
-  EXPECT_TRUE(camera.releaseAcquisition());
-}
-
 TEST(SensorTemperature, IsSmoothedAndDifferentiated) {
   TemperatureFilter filter;
   filter.update(300.0f, 0.0f);

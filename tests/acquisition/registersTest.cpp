@@ -9,7 +9,6 @@
 
 #include "acquisition/registers/CameraRegisters.h"
 #include "acquisition/registers/registerReply.h"
-#include "acquisition/transport/transportError.h"
 #include "common/format.h"
 #include "core/settings.h"
 #include "support/LogCapture.h"
@@ -29,15 +28,10 @@ class FakeLink : public RegisterLink {
   std::function<std::uint8_t(std::uint32_t)> flash = [](std::uint32_t) { return std::uint8_t{0xFF}; };
   std::int32_t vid = 0x5c2b;
   std::int32_t pid;
-  int failAt = -1;  // number of the transfer that fails
   std::vector<std::string> log;
 
   void transferUnit(std::uint32_t selector, transport::TransferFlags flags,
                     std::span<std::uint8_t> bytes) override {
-    if (failAt == static_cast<int>(log.size())) {
-      log.emplace_back("failed");
-      throw transport::TransportError("planned");
-    }
     if (flags == kTransferSet) {
       ASSERT_EQ(bytes.size(), 16u);
       EXPECT_EQ(bytes[13] | bytes[14] | bytes[15], 0);
@@ -83,44 +77,7 @@ std::function<std::uint8_t(std::uint32_t)> flashOf(std::map<std::uint32_t, std::
   };
 }
 
-const CameraRegisters::CommandList kMarlowStart = {{"W01 0120 0001", "Video data Mode"},
-                                                   {"W13 0201 0000", "CORR_SHUTTERLESS"},
-                                                   {"W13 0202 0000", "CORR_BPR"},
-                                                   {"W13 0203 0000", "CORR_FLARE"},
-                                                   {"W13 0204 0000", "CORR_TONE_MAPPING"},
-                                                   {"W13 0205 0000", "CORR_DENOISING"},
-                                                   {"W13 0601 0000", "AGC_EN"},
-                                                   {"W13 010B 0000", "SETTINGS_AGC_EN"}};
-
 }  // namespace
-
-TEST(CameraRegisters, TrafficOfEachModelIsTheRegisterTable) {
-  const std::map<std::int32_t, std::string> files = {{0x96ea, "registers_marlow3.txt"},
-                                                     {0x96eb, "registers_bramble6.txt"},
-                                                     {0x96ec, "registers_hollis12.txt"}};
-  for (const auto& [product, file] : files) {
-    FakeLink link(product);
-    CameraRegisters registers(link);
-    std::array<std::uint16_t, 4> values{};
-    const bool marlow = product == 0x96ea;
-    if (marlow) {
-      EXPECT_TRUE(registers.sendList(kMarlowStart));
-    }
-    registers.readSerialNumber();
-    EXPECT_TRUE(marlow ? registers.readCurrentAGC(values) : registers.readSensorConfiguration(values));
-    EXPECT_TRUE(registers.writeCoreConfiguration(0));
-    registers.readPartNumber();
-    EXPECT_TRUE(marlow ? registers.setCurrentGSK(0x12AB) : registers.setGSK(0x12AB));
-    EXPECT_TRUE(marlow ? registers.setCurrentGFID(0x0C0D) : registers.setGFID(0x0C0D));
-    EXPECT_TRUE(marlow ? registers.setCurrentTINT(0xFF01) : registers.setIntegrationTime(0xFF01));
-    if (!marlow) {
-      EXPECT_TRUE(registers.setImageGain(7));
-    }
-    EXPECT_TRUE(registers.setShutter(true));
-    EXPECT_TRUE(registers.setShutter(false));
-    EXPECT_THAT(link.log, testing::ElementsAreArray(goldenLines(file))) << file;
-  }
-}
 
 TEST(CameraRegisters, RepliesBecomeSerialAndSensorValues) {
   FakeLink bramble(0x96eb);
@@ -166,42 +123,6 @@ TEST(RegisterReply, ValueIsTheLeadingHexDigits) {
   const std::array<std::uint8_t, 10> cut = {'R', '1', '3', ' ', '0', '6', '0', 'C', ' ', '7'};
   EXPECT_EQ(registers::replyValue(cut), 7);
   EXPECT_EQ(registers::replyValue(std::span(cut).first(9)), 0);
-}
-
-TEST(CameraRegisters, AFailureAtAnyTransferEndsTheSequenceQuietly) {
-  std::array<std::uint16_t, 4> values{};
-  std::array<std::uint8_t, 40> bytes{};
-  // Each answers true when it reports a failure properly, and tells how many transfers it makes.
-  const struct {
-    int transfers;
-    std::function<bool(CameraRegisters&)> reportsFailure;
-  } sequences[] = {
-      {16, [](CameraRegisters& r) { return !r.sendList(kMarlowStart); }},
-      {8, [](CameraRegisters& r) { return r.readSerialNumber() == 0; }},
-      {16,
-       [&](CameraRegisters& r) {
-         values.fill(9);
-         return !r.readSensorConfiguration(values) && values == std::array<std::uint16_t, 4>{};
-       }},
-      {2, [](CameraRegisters& r) { return r.sendCommand("R12 0040 0000", "GAIN_IMAGE") == 0; }},
-      {2, [](CameraRegisters& r) { return !r.writeCoreConfiguration(0); }},
-      {1, [](CameraRegisters& r) { return !r.setShutter(true); }},
-      {22, [&](CameraRegisters& r) { return !r.readFlash(false, 0x40000, bytes); }},
-  };
-  for (const auto& sequence : sequences) {
-    for (int k = 0; k < sequence.transfers; ++k) {
-      FakeLink link(0x96eb);
-      link.values = {{"R12 0000", "0012"}, {"R12 0040", "0001"}};
-      link.failAt = k;
-      CameraRegisters registers(link);
-      EXPECT_TRUE(sequence.reportsFailure(registers));
-      EXPECT_EQ(link.log.size(), static_cast<std::size_t>(k) + 1);
-      EXPECT_TRUE(registers.setShutter(false)) << "the next command must find the mutex free";
-    }
-  }
-  FakeLink link(0x96eb);
-  EXPECT_TRUE(CameraRegisters(link).sendList({}));
-  EXPECT_TRUE(link.log.empty());
 }
 
 TEST(CameraRegisters, FlashIsReadInPowersOfTwo) {

@@ -6,7 +6,6 @@
 #include "acquisition/transport/UVCConnection.h"
 #include "acquisition/transport/deviceList.h"
 #include "acquisition/transport/extensionUnit.h"
-#include "core/settings.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedPlatform.h"
 #include "support/golden.h"
@@ -99,73 +98,23 @@ TEST(Enumeration, ListsAndLogsWhatItFinds) {
   EXPECT_EQ(bench.platform->startCount(), 0);
 }
 
-TEST(Enumeration, AnyFailedStepLeavesNoCameraAndNoStart) {
-  for (const char* const failing : {step::kCreateAttributeStore, step::kSetCaptureGuid, step::kEnumerate,
-                                    step::kFriendlyName, step::kDevicePath}) {
-    Bench bench;
-    bench.platform->cameras = {ScriptedCamera::bramble6()};
-    bench.platform->failOnce(failing, -5);
-    EXPECT_FALSE(UVCConnection::init());
-    EXPECT_THAT(bench.log.lines(), ElementsAre(" ● " + std::string(failing) + " failed (error code -5)"));
-    EXPECT_EQ(bench.platform->startCount(), 0);
-    EXPECT_EQ(UVCConnection::deviceCount(), 0);
-  }
-  Bench bench;
-  bench.platform->refuseStart = true;
-  EXPECT_FALSE(UVCConnection::init());
-}
-
-TEST(Connecting, EveryStepThatFailsIsNamedAndUndone) {
-  const char* const kDevice = "InitializeDevice failed...";
-  const char* const kMap = "InitializeXuGuidToNodeMap failed...";
-  const char* const kTypes = "InitializeMediaTypes failed...";
-  const std::pair<const char*, const char*> steps[] = {
-      {step::kActivate, kDevice},
-      {step::kAllocateAttributes, kDevice},
-      {step::kDisableConverters, kDevice},
-      {step::kSetCallback, kDevice},
-      {step::kCreateReader, kDevice},
-      {step::kQueryTopology, kMap},
-      {step::kNumNodes, kMap},
-      {step::kNodeType, kMap},
-      {step::kNodeInstance, kMap},
-      {step::kNodeControl, kMap},
-      {step::kNodeProperty, kMap},
-      {step::kCreatePresentation, kTypes},
-      {step::kStreamCount, kTypes},
-      {step::kStreamDescriptor, kTypes},
-      {step::kTypeHandler, kTypes},
-      {step::kTypeCount, kTypes},
-      {step::kTypeByIndex, kTypes},
-      {step::kSubType, kTypes},
-      {step::kFrameSize, kTypes},
-      {step::kSetType, kTypes},
-  };
+TEST(Connecting, HoldsAStartOfItsOwn) {
   Bench bench;
   bench.platform->cameras = {ScriptedCamera::bramble6()};
   ASSERT_TRUE(UVCConnection::init());
   const std::size_t openedBefore = transport::DeviceList::instance().opened().size();
   UVCConnection connection("camera", uvcBackendDefault);
-  for (const auto& [failing, message] : steps) {
-    bench.log.clear();
-    bench.platform->failOnce(failing, static_cast<std::int32_t>(0x80004005));
-    EXPECT_FALSE(bench.connect(connection));
-    EXPECT_THAT(bench.log.lines(),
-                ElementsAre(" ● " + std::string(failing) + " failed (error code -2147467259)",
-                            " ● " + std::string(message)));
-    EXPECT_EQ(bench.platform->startCount(), 1) << failing;
-    EXPECT_EQ(transport::DeviceList::instance().opened().size(), openedBefore);
-  }
   EXPECT_TRUE(bench.connect(connection));
-  EXPECT_EQ(bench.platform->startCount(), 2) << "a connection holds a start of its own";
+  EXPECT_EQ(bench.platform->startCount(), 2);
   EXPECT_EQ(transport::DeviceList::instance().opened().size(), openedBefore + 1);
   UVCConnection::shutdown();
   EXPECT_EQ(bench.platform->startCount(), 1);
   bench.platform->refuseStart = true;
   bench.log.clear();
   EXPECT_FALSE(bench.connect(connection));
-  EXPECT_THAT(bench.log.lines(), ElementsAre(" ● " + std::string(kDevice)));
+  EXPECT_THAT(bench.log.lines(), ElementsAre(" ● InitializeDevice failed..."));
   EXPECT_EQ(bench.platform->startCount(), 0);
+  EXPECT_FALSE(UVCConnection::init());
 }
 
 TEST(Connecting, ABadIndexDoesNotTouchThePlatform) {
@@ -227,14 +176,6 @@ TEST(ExtensionUnit, TransfersReachItsNodeOrThrow) {
   EXPECT_EQ(bench.platform->cameras[0]->transfers()[1].selector, 5u);
 
   std::array<std::uint8_t, 16> block{};
-  for (const char* const failing :
-       {step::kQueryTopology, step::kNodeInstance, step::kNodeControl, step::kTransfer}) {
-    bench.platform->failOnce(failing, -32);
-    bench.log.clear();
-    EXPECT_THROW(connection.transferUnit(5, transport::kTransferGet, block), transport::TransportError);
-    EXPECT_THAT(bench.log.lines(), ElementsAre(" ● " + std::string(failing) + " failed (error code -32)"));
-    EXPECT_FALSE(connection.isLost());
-  }
   bench.platform->failOnce(step::kTransfer, transport::kStatusDeviceLost);
   EXPECT_FALSE(connection.registers().writeCoreConfiguration(0));
   EXPECT_TRUE(connection.isLost());
@@ -248,24 +189,6 @@ TEST(ExtensionUnit, TransfersReachItsNodeOrThrow) {
     EXPECT_STREQ(error.what(), "Unknown extension unit");
   }
   EXPECT_FALSE(without.registers().writeCoreConfiguration(0));
-}
-
-TEST(Debugging, EachPlatformOperationIsShownWithItsStatus) {
-  Bench bench(logger::verbosityDebug);
-  settings::create(0, nullptr);
-  ASSERT_TRUE(settings::inst()->parseParam("UVCDebug"));
-  bench.platform->cameras = {ScriptedCamera::bramble6()};
-  EXPECT_TRUE(UVCConnection::init());
-  UVCConnection connection("camera", uvcBackendDefault);
-  EXPECT_TRUE(bench.connect(connection));
-  connection.registers().writeCoreConfiguration(0);
-  settings::release();
-  for (const char* const shown :
-       {"Get video device path: status 0", "Creating video source reader: status 0",
-        "pKsControl->KsProperty(...): status -2147023726", "pKsControl->KsProperty(...): status -2147024662",
-        "set media type: status 0", "ks_control->KsProperty(...): status 0"}) {
-    EXPECT_TRUE(bench.log.contains(shown)) << shown;
-  }
 }
 
 TEST(PlatformChoice, FollowsTheEnvironment) {

@@ -120,49 +120,6 @@ TEST(SampleDelivery, UnfitSamplesAndRingsAreCountedAndDropped) {
   EXPECT_THAT(stream.log.lines(), ElementsAre());
 }
 
-TEST(SampleDelivery, ALostCameraIsReportedOnce) {
-  const struct {
-    std::int32_t delivered, rearm;
-    const char* line;
-  } cases[] = {
-      {-19, 0, " ● Sample delivery failed (error code -19), camera lost"},
-      {-5, 0, " ● Sample delivery failed (error code -5), camera lost"},
-      {0, -19, " ● Asking for next sample failed (error code -19), camera lost"},
-  };
-  for (const auto& c : cases) {
-    Stream stream(ScriptedCamera::bramble6());
-    ASSERT_TRUE(stream.start());
-    const auto bytes = stream.sample(1);
-    ASSERT_TRUE(stream.pump(bytes));
-    EXPECT_FALSE(stream.connection->isLost());
-    if (c.rearm != 0) stream.platform->failOnce(transport::step::kFirstSample, c.rearm);
-    EXPECT_TRUE(stream.camera->pump(c.delivered, c.delivered < 0 ? nullptr : &bytes));
-    EXPECT_TRUE(stream.connection->isLost());
-    EXPECT_FALSE(stream.pump(bytes)) << "nothing more is asked for";
-    EXPECT_THAT(stream.camera->postedFailures(), ElementsAre(c.delivered < 0 ? c.delivered : c.rearm));
-    EXPECT_THAT(stream.log.lines(), ElementsAre(c.line));
-
-    // Nobody will set it again: a stop that waited for it would take its 33 ms.
-    stream.frameReady = false;
-    EXPECT_TRUE(stream.connection->stopStreaming());
-    EXPECT_TRUE(stream.camera->closed());
-  }
-}
-
-TEST(Streaming, ARefusedStartLeavesNothingRunning) {
-  Stream stream(ScriptedCamera::bramble6());
-  stream.platform->failOnce(transport::step::kFirstSample, -28);
-  EXPECT_FALSE(stream.start());
-  EXPECT_THAT(stream.log.lines(), ElementsAre(" ● Asking for first sample failed (error code -28)"));
-  EXPECT_TRUE(stream.camera->closed());
-  const auto bytes = stream.sample(3);
-  const transport::Sample late{bytes};
-  EXPECT_EQ(stream.connection->OnReadSample(0, 0, 0, 0, &late), 0);
-  EXPECT_EQ(stream.frameCounter.load(), 0u);
-  EXPECT_FALSE(stream.connection->startStreaming(nullptr, 0, 480, 0));
-  EXPECT_FALSE(stream.connection->startStreaming(nullptr, 640, -1, 0));
-}
-
 TEST(Streaming, StopWaitsForASampleInFlightAndForgetsTheRing) {
   Stream stream(ScriptedCamera::marlow3(), 320, 240);
   ASSERT_TRUE(stream.start());

@@ -39,16 +39,22 @@ TEST_F(MultithreadingTest, EveryHelperWritesItsOwnDebugLineAndRunsOnItsPool) {
   EXPECT_EQ(log.lines().size(), 3u);
 }
 
-TEST_F(MultithreadingTest, AuxiliaryPoolIsTheLargerOneOnlyUpToFourWorkers) {
+TEST_F(MultithreadingTest, PoolsAreOfTheAskedSizeAndServeAgain) {
   ThreadPool::setHardwareThreadsForTesting(8);
   multithreading::createPools(6);
   EXPECT_EQ(processingPool->size(), 6u);
   EXPECT_EQ(auxiliaryPool->size(), 6u);
-  ThreadPool::setHardwareThreadsForTesting(1);
   WorkerPool* const earlier = auxiliaryPool;
+  WorkerPool* const earlierProcessing = processingPool;
+  EXPECT_NE(earlierProcessing, earlier) << "leaf tasks must not queue behind what waits for them";
+  ThreadPool::setHardwareThreadsForTesting(1);
   multithreading::createPools(6);
   EXPECT_EQ(auxiliaryPool->size(), 1u);
   EXPECT_EQ(earlier->enqueue([] { return 4; }).get(), 4);  // replaced, not destroyed
+  ThreadPool::setHardwareThreadsForTesting(8);
+  multithreading::createPools(6);
+  EXPECT_EQ(auxiliaryPool, earlier) << "no new threads";
+  EXPECT_EQ(processingPool, earlierProcessing);
 }
 
 TEST_F(MultithreadingTest, WithoutAPoolTasksRunInline) {

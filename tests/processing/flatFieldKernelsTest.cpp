@@ -71,21 +71,34 @@ TEST(FlatFieldTables, OffsetIsTheLevelOfTheTable) {
     std::uint16_t raw;
     std::uint32_t sum, target;
     std::uint16_t frames, expected;
+    bool shiftFits;  ///< 16 bits with sign
   };
   const Case cases[] = {
-      {8010, 256320, 7900, 32, 7900},        // raw equal to the table level
-      {8010, 256351, 7900, 32, 7900},        // 8010.97: the fraction is dropped
-      {8010, 256352, 7900, 32, 7899},        //
-      {100, 4000000000u, 7900, 32, 0},       // far above: never wrapped
-      {65535, 0, 10, 32, 65535},             //
-      {1000, 16777217, 0, 16777, 0},         // rounds to 16777216, which is level 1000
-      {1001, 16777217, 0, 1, 0},             //
-      {65535, 4294836225u, 300, 65535, 301}  // 65535 * 65535 rounds down to level 65534
+      {8010, 256320, 7900, 32, 7900, true},          // raw equal to the table level
+      {8010, 256351, 7900, 32, 7900, true},          // 8010.97: the fraction is dropped
+      {8010, 256352, 7900, 32, 7899, true},          //
+      {100, 4000000000u, 7900, 32, 0, false},        // far above: never wrapped
+      {65535, 0, 10, 32, 65535, true},               //
+      {1000, 16777217, 0, 16777, 0, true},           // rounds to 16777216, which is level 1000
+      {1001, 16777217, 0, 1, 0, false},              //
+      {65535, 4294836225u, 300, 65535, 301, false},  // 65535 * 65535 rounds down to level 65534
+      {40000, 0, 32767, 1, 65535, true},             // the largest shifts either way, over the ends
+      {100, 32767, 0, 1, 0, true},                   //
+      {32000, 0, 32768, 1, 64768, false},            //
+      {32768, 32768, 0, 1, 0, false},
   };
   for (const Case& c : cases) {
     // Eight pixels: long enough for whole lanes.
     Levels levels(8, c.raw);
     kernels::correctOffset(row(levels), row(Sums(8, c.sum)), c.target, c.frames);
+    EXPECT_EQ(levels, Levels(8, c.expected)) << c.sum << " / " << c.frames;
+
+    std::vector<std::int16_t> shifts(8);
+    const bool fits = kernels::tabulateShifts(row(Sums(8, c.sum)), c.target, c.frames, shifts);
+    ASSERT_EQ(fits, c.shiftFits) << c.sum;
+    if (!fits) continue;
+    levels.assign(8, c.raw);
+    kernels::shiftPixels(levels, shifts);
     EXPECT_EQ(levels, Levels(8, c.expected)) << c.sum << " / " << c.frames;
   }
 }

@@ -110,12 +110,22 @@ TEST_F(GainStages, CountsAndTablesDescribeTheOutput) {
   mapping.levelCompensation = true;
   camera.delivered.fromFilledSlot = true;
   map(cold, 3);
-  for (const auto& [levels, mode] : {std::pair{warm, 3}, {warm, 4}, {cold, 3}, {cold, 4}}) {
+  mapping.mappingLow = 1000;
+  mapping.mappingHigh = 5000;
+  for (const auto& [levels, mode] : {std::pair{warm, 3},
+                                     {warm, 4},
+                                     {cold, 3},
+                                     {cold, 4},
+                                     {warm, 0},
+                                     {cold, 0},
+                                     {warm, 1},
+                                     {cold, 1},
+                                     {warm, 2},
+                                     {cold, 2}}) {
     const Levels out = map(levels, mode, true);
     ASSERT_EQ(mapping.levelShift, levels == warm ? 50 : -50);
-    image<unsigned short> picture(static_cast<std::uint16_t>(out.size()), 1);
-    std::copy(out.begin(), out.end(), picture.data);
-    kernels::countLevels(picture.view(), LevelCounts{expected});
+    expected.assign(kLevels, 0);
+    for (const std::uint16_t level : out) ++expected[level];
     EXPECT_EQ(mapping.colorCounts, expected) << mode;
     kernels::fillGaps(ConstLevelCounts{expected}, LevelCounts{expected});
     EXPECT_EQ(mapping.valueTable, expected) << mode;

@@ -108,7 +108,6 @@ TEST(HistogramGain, RisesEverywhereAndNeverTooSteeply) {
 
 TEST(HistogramGain, WithoutWeightItIsTheLinearMapping) {
   Curve curve;
-  Counts counts(kLevels);
   image<unsigned short> all(256, 256);
   for (const std::uint32_t span : {1599u, 1600u, 5003u, 30011u, 65535u}) {
     for (std::size_t i = 0; i < kLevels; ++i) all.data[i] = static_cast<std::uint16_t>(i);
@@ -116,7 +115,7 @@ TEST(HistogramGain, WithoutWeightItIsTheLinearMapping) {
     const auto low = static_cast<std::uint16_t>((65535 - span) / 2);
     const auto high = static_cast<std::uint16_t>(low + span);
     curve.tabulate({low, high, 0.0f, kSteepest});
-    kernels::mapLinear(all.view(), low, high, LevelCounts{counts});
+    kernels::mapLinear(all.view(), low, high);
     int largest = 0;
     for (std::size_t i = 0; i < kLevels; ++i) {
       largest = std::max(largest, std::abs(curve.table[i] - all.data[i]));
@@ -134,7 +133,7 @@ class Scene {
     picture.view().at(x, y) = static_cast<std::uint16_t>(level + gaussian(random));
   }
   void correct(float weight, std::int32_t steepest) {
-    const auto measured = kernels::measureFrame(picture.view(), LevelCounts{curve.histogram});
+    const auto measured = kernels::measureFrame(picture.view(), LevelCounts{curve.histogram}, banks);
     low = measured.minimum.level;
     high = measured.maximum.level;
     before = {picture.data, picture.data + picture.pixelCount()};
@@ -147,6 +146,7 @@ class Scene {
   std::normal_distribution<double> gaussian;
   image<unsigned short> picture{320, 240};
   Curve curve;
+  kernels::CountBanks banks;
   Levels before;
   std::uint16_t low = 0, high = 0;
 };

@@ -22,6 +22,8 @@ struct Size {
 };
 constexpr Size kAwkwardSizes[] = {{1, 1}, {7, 3}, {1, 41}, {33, 17}, {131, 9}};
 
+kernels::CountBanks banks;
+
 image<unsigned short> pictureOf(const Levels& levels, Size size) {
   image<unsigned short> picture(size.width, size.height);
   for (std::size_t i = 0; i < picture.pixelCount(); ++i) picture.data[i] = levels[i % levels.size()];
@@ -48,7 +50,7 @@ TEST(FrameMeasurement, MatchesThePlainLoop) {
   for (const Size size : kAwkwardSizes) {
     for (unsigned seed = 0; seed < 8; ++seed) {
       const auto picture = noise(size, seed);
-      const auto measured = kernels::measureFrame(picture.view(), LevelCounts{histogram});
+      const auto measured = kernels::measureFrame(picture.view(), LevelCounts{histogram}, banks);
 
       Counts expectedHistogram(kLevels);
       kernels::LevelAt low{picture.data[0], 0, 0};
@@ -90,7 +92,7 @@ TEST(FrameMeasurement, MeanFollowsTheSequentialSumThroughTies) {
       sum += static_cast<float>(picture.data[i]);
     }
     const auto mean = static_cast<std::uint16_t>(sum / static_cast<float>(picture.pixelCount()));
-    ASSERT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}).mean, mean);
+    ASSERT_EQ(kernels::measureFrame(picture.view(), LevelCounts{histogram}, banks).mean, mean);
   }
 }
 
@@ -99,10 +101,11 @@ TEST(LinearMapping, MatchesThePlainLoop) {
     std::uint16_t low;
     std::uint16_t high;
   } bounds[] = {{0, 65535}, {0, 16383}, {16383, 65535}, {7000, 7001}, {3000, 3011}, {65534, 65535}, {0, 1}};
-  Counts counts(kLevels, 99);
+  Counts counts(kLevels, 99), histogram(kLevels);
   for (const Size size : kAwkwardSizes) {
     for (const auto& b : bounds) {
       auto picture = noise(size, b.high);
+      kernels::measureFrame(picture.view(), LevelCounts{histogram}, banks);
       Levels expected = pixelsOf(picture);
       Counts expectedCounts(kLevels);
       const float scale = 65535.0f / static_cast<float>(b.high - b.low);
@@ -112,7 +115,8 @@ TEST(LinearMapping, MatchesThePlainLoop) {
         level = level >= b.high || !(r < 65535.0f) ? std::uint16_t{65535} : static_cast<std::uint16_t>(r);
         ++expectedCounts[level];
       }
-      kernels::mapLinear(picture.view(), b.low, b.high, LevelCounts{counts});
+      kernels::mapLinear(picture.view(), b.low, b.high);
+      kernels::countLinear(ConstLevelCounts{histogram}, 0, b.low, b.high, LevelCounts{counts});
       EXPECT_EQ(pixelsOf(picture), expected) << b.low << ".." << b.high;
       EXPECT_EQ(counts, expectedCounts) << b.low << ".." << b.high;
     }
@@ -120,11 +124,10 @@ TEST(LinearMapping, MatchesThePlainLoop) {
 }
 
 TEST(LinearMapping, BoundsMapToTheEndsForEverySpan) {
-  Counts counts(kLevels);
   for (std::uint32_t span = 1; span <= 65535; span += span < 64 ? 1 : 977) {
     const auto high = static_cast<std::uint16_t>(span);
     auto picture = pictureOf({0, high}, {2, 1});
-    kernels::mapLinear(picture.view(), 0, high, LevelCounts{counts});
+    kernels::mapLinear(picture.view(), 0, high);
     EXPECT_EQ(pixelsOf(picture), (Levels{0, 65535})) << span;
   }
 }

@@ -102,7 +102,8 @@ TEST_F(OutputStages, CalibrationsSuspendTheSpatialFilter) {
     output.spatialFiltering = c.on;
     data.calibration.ffcCalibrating = c.calibrating;
     data.calibration.shutterFFCRunning = c.shutterRun;
-    EXPECT_EQ(feed({100, 130, 100, 100, 100, 100, 100, 100})[1] == 130, c.state == 2);
+    // 363: against the noise of 64 levels that it takes for the least.
+    EXPECT_EQ(feed({100, 500, 100, 100, 100, 100, 100, 100})[1], c.state == 2 ? 500 : 363);
     EXPECT_EQ(output.spatialFilterState, c.state);
   }
 }

@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
 #include <vector>
+
+#include "core/multithreading.h"
+#include "processing/runBands.h"
 
 namespace {
 
@@ -28,6 +33,28 @@ TEST(RowBands, CorrectionStagesRoundTheBandUp) {
           << t << " of " << c.tasks << ", " << c.height;
   EXPECT_EQ(kernels::rowBand(0xFFFFFFFF, 2, 0xFFFFFFFF),
             (RowBand{0xFFFFFFFF, 0xFFFFFFFF}));  // no wrap to row 0
+}
+
+TEST(RunBands, TheCallerTakesTheBandsThatNoWorkerIsFreeFor) {
+  using namespace std::chrono_literals;
+  WorkerPool pool(1);
+  WorkerPool* const earlier = processingPool;
+  processingPool = &pool;
+  std::promise<void> taken, release;
+  auto busy = pool.enqueue([&taken, gate = release.get_future()] {
+    taken.set_value();
+    gate.wait_for(5s);
+    return multithreading::kTaskDone;
+  });
+  taken.get_future().wait();  // or this thread would take it, too
+  std::atomic<int> rows{0};
+  runBands(
+      3, 8, [&rows](RowBand band) { rows += static_cast<int>(band.end - band.first); }, "bands");
+  EXPECT_EQ(rows, 8);
+  EXPECT_EQ(busy.wait_for(0s), std::future_status::timeout);
+  release.set_value();
+  busy.wait();
+  processingPool = earlier;
 }
 
 }  // namespace

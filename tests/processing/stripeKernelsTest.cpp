@@ -4,12 +4,16 @@
 #include <array>
 #include <cstdlib>
 #include <random>
+#include <vector>
 
 #include "common/image.h"
 #include "processing/kernels/columnStripes.h"
+#include "processing/kernels/medianMagnitude.h"
 #include "processing/kernels/rowStripes.h"
 
 namespace {
+
+using Levels = std::vector<std::uint16_t>;
 
 // Levels that meet every side of the gates, against plain loops, for every split.
 TEST(StripeKernels, BandsMatchThePlainLoops) {
@@ -114,6 +118,25 @@ TEST(StripeKernels, OffsetsGoAsFarAsSixSegmentsDo) {
     EXPECT_FLOAT_EQ(offsets.remaining(1, c.removed, c.limit), c.remains) << c.says[0];
     EXPECT_EQ(offsets.remaining(2, c.removed, c.limit), 0.0f);
   }
+}
+
+TEST(StripeKernels, TheMedianIsPlacedWithinItsUnit) {
+  Levels halves(9000, 65535);
+  std::fill_n(halves.begin(), 4500, std::uint16_t{0});
+  const struct {
+    Levels magnitudes;
+    float median;
+  } cases[] = {{{}, 0.0f},
+               {{0, 0, 0, 0}, 0.25f},
+               {{0, 5, 0, 0}, 1.0f / 3.0f},
+               {{1, 0, 1, 0, 1}, 0.5f + 1.0f / 6.0f},
+               {{9, 2, 1, 2}, 2.0f},
+               {{3}, 3.0f},
+               {Levels(70000, 7), 7.0f},
+               {{65535, 65535}, 65535.0f},
+               {halves, 65534.5f}};
+  for (const auto& [magnitudes, median] : cases)
+    EXPECT_FLOAT_EQ(kernels::medianMagnitude(magnitudes), median) << magnitudes.size();
 }
 
 }  // namespace

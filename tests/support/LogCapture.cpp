@@ -5,7 +5,7 @@
 #include "common/mutex.h"
 
 struct LogCapture::Collected {
-  Mutex mutex;
+  Mutex mutex{LockRank::logSink};
   std::vector<std::string> lines GUARDED_BY(mutex);
 };
 

@@ -7,11 +7,11 @@
 
 #include "acquisition/backends/simulated/SimulatedPlatform.h"
 #include "acquisition/imageAcquisition.h"
+#include "common/sanitized.h"
 #include "core/ThreadPool.h"
 #include "ombrix/Ombrix.h"
 #include "ombrix/OmbrixSDK.h"
 #include "support/LogCapture.h"
-#include "support/sanitized.h"
 
 /// True where the code runs at full speed, so that rates of a live stream mean something.
 constexpr bool kFullSpeed = !OMBRIX_SANITIZED;

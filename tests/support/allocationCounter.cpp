@@ -5,12 +5,13 @@
 #include <cstdlib>
 #include <new>
 
-#if !OMBRIX_SANITIZED
 namespace {
 std::atomic<std::uint64_t> allocations{0};
+thread_local std::uint64_t untilFailure = 0;  // allocations until the one that fails, itself included
 
 void* allocate(std::size_t bytes, std::size_t alignment) {
   allocations.fetch_add(1, std::memory_order_relaxed);
+  if (untilFailure > 0 && --untilFailure == 0) throw std::bad_alloc();
   const std::size_t whole = bytes ? (bytes + alignment - 1) / alignment * alignment : alignment;
   void* const block =
       alignment > alignof(std::max_align_t) ? std::aligned_alloc(alignment, whole) : std::malloc(whole);
@@ -19,15 +20,37 @@ void* allocate(std::size_t bytes, std::size_t alignment) {
 }
 }  // namespace
 
+#if !OMBRIX_SANITIZED
 std::uint64_t allocationCount() { return allocations.load(std::memory_order_relaxed); }
+#endif
 
-// The array and nothrow forms of the standard library come down to these.
+void failAllocation(std::uint64_t number) { untilFailure = number; }
+bool allocationFailed() { return untilFailure == 0; }
+
+// Every form, in terms of the first: a sanitizer brings its own of those that are left out.
 void* operator new(std::size_t bytes) { return allocate(bytes, alignof(std::max_align_t)); }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return allocate(bytes, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return ::operator new(bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t bytes) { return ::operator new(bytes); }
+void* operator new[](std::size_t bytes, std::align_val_t alignment) {
+  return ::operator new(bytes, alignment);
+}
+void* operator new[](std::size_t bytes, const std::nothrow_t& none) noexcept {
+  return ::operator new(bytes, none);
 }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
-#endif
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }

@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <filesystem>
 #include <functional>
 
-#include "calibration/ffcFile.h"
 #include "calibration/polynomialFiles.h"
 #include "common/format.h"
 #include "support/SdkRig.h"
@@ -30,13 +28,6 @@ std::vector<std::string> traffic(const simulation::SimulatedCamera& camera) {
   return lines;
 }
 
-/// The golden traffic of a model up to its part number, which is what opening begins with.
-std::vector<std::string> openingLines(const std::string& file) {
-  std::vector<std::string> lines = goldenLines(file);
-  lines.erase(std::find(lines.begin(), lines.end(), "GET 6 32") + 1, lines.end());
-  return lines;
-}
-
 }  // namespace
 
 TEST(Opening, SendsTheCommandsOfTheModelInOrder) {
@@ -46,7 +37,7 @@ TEST(Opening, SendsTheCommandsOfTheModelInOrder) {
     if (bypassed) rig.sdk->parseCoreParameter("bypassSensorSetup");
     for (std::size_t i = 0; i < 3; ++i) {
       const Ombrix camera(static_cast<int>(i));
-      std::vector<std::string> expected = openingLines(files[i]);
+      std::vector<std::string> expected = goldenLines(files[i]);
       // Only the raw video mode remains of the start-up list.
       if (bypassed && i == 0) expected.erase(expected.begin() + 2, expected.begin() + 16);
       std::vector<std::string> sent = traffic(rig.platform->camera(i));
@@ -54,36 +45,6 @@ TEST(Opening, SendsTheCommandsOfTheModelInOrder) {
       sent.resize(expected.size());
       EXPECT_EQ(sent, expected) << files[i] << (bypassed ? ", bypassed" : "");
     }
-  }
-}
-
-TEST(Opening, OnlyAFailedStartUpListIsFatal) {
-  const struct {
-    const char* scenario;
-    bool opens;
-    unsigned serial;
-    std::array<unsigned short, 4> settings;  // as the simulated registers hold them; 0 where unread
-  } cases[] = {
-      {"marlow3;step=on;fault=register:16:EPIPE", false, 0, {}},
-      {"marlow3;step=on;fault=register:17:EPIPE", true, 0, {1, 1, 1, 0}},
-      {"marlow3;step=on;fault=register:26:EPIPE", true, 466001359, {0, 0, 0, 0}},
-      {"marlow3;step=on;fault=register:27:EPIPE", true, 466001359, {1, 1, 1, 0}},  // core configuration
-      {"bramble6;step=on;fault=register:8:EPIPE", true, 0, {1, 1, 1, 1}},
-      {"bramble6;step=on;fault=register:24:EPIPE", true, 466001359, {0, 0, 0, 0}},
-  };
-  for (const auto& c : cases) {
-    SdkRig rig(c.scenario);
-    Ombrix camera(0);
-    EXPECT_EQ(camera.getErrorText(), c.opens ? "none" : "Unable to connect to Marlow 3!") << c.scenario;
-    EXPECT_EQ(SdkRig::acquisition(0).device.serialNumber, c.serial) << c.scenario;
-    std::array<unsigned short, 4> settings{};
-    camera.getSensorSettings(settings[0], settings[1], settings[2], settings[3]);
-    for (auto& value : settings) value = value != 0;
-    EXPECT_EQ(settings, c.settings) << c.scenario;
-    if (c.opens) {
-      ASSERT_EQ(rig.platform->pump(0, 1), 1u);
-    }
-    EXPECT_EQ(camera.getRawFrame(nullptr, nullptr, c.opens ? kTimeoutMs : 0), c.opens) << c.scenario;
   }
 }
 
@@ -170,37 +131,6 @@ TEST(OpeningPolynomials, AreLoadedByFormulaAndEvaluatedAtTheSensorTemperature) {
       const auto& maps = data.flatField.ffcTables;
       EXPECT_NEAR(static_cast<double>(maps.polynomialGain.data[pixel]) / gain, 1.0, 1e-5) << pixel;
       EXPECT_NEAR(static_cast<double>(maps.polynomialOffset.data[pixel]) / offset, 1.0, 1e-5) << pixel;
-    }
-  }
-}
-
-TEST(OpeningPolynomials, ThatCannotBeUsedLeaveTheTablesInForce) {
-  using Change = void (*)(const std::string& path);
-  const Change cut = [](auto& path) {
-    std::filesystem::resize_file(path, std::filesystem::file_size(path) - 1);
-  };
-  const Change remove = [](auto& path) { std::filesystem::remove(path); };
-  const Change foreign = [](auto& path) { savePFFCMetadata(278, 318, "g=g0_o=o0", path); };
-  const std::pair<const char*, Change> damages[] = {{".gpffc", remove}, {".opffc", remove},
-                                                    {".gpffc", cut},    {".opffc", cut},
-                                                    {".pffc", foreign}, {".pffc", remove}};
-  for (const bool withTables : {true, false}) {
-    for (const auto& [extension, spoil] : damages) {
-      const ScratchFolder scratch;
-      SdkRig rig("marlow3;scene=coded;step=on;fpa=25");
-      writePolynomials(scratch, "Marlow 3", kCubicFormula, binaryGain, binaryOffset);
-      spoil(scratch.path("set/pffc/Marlow 3_466001359") + extension);
-      image<unsigned int> table(320, 240);
-      std::fill_n(table.data, table.pixelCount(), 8 * 4000u);
-      std::filesystem::create_directories(scratch.path("set/025"));
-      if (withTables) saveFFC(table, 8, 25.0f, scratch.path("set/025/Marlow 3_466001359_25.ffc"));
-      Ombrix camera(0, scratch.path("set"));
-      const auto& data = SdkRig::acquisition(0).processing;
-      EXPECT_EQ(data.flatField.ffcMode, 0);
-      EXPECT_EQ(camera.getShutterlessCorrection(), withTables);
-      EXPECT_TRUE(data.polynomials.coefficients.empty());
-      ASSERT_EQ(rig.platform->pump(0, 1), 1u);
-      EXPECT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
     }
   }
 }

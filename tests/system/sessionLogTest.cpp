@@ -30,6 +30,6 @@ TEST(SessionLog, EveryLineIsTheOneWrittenDown) {
   for (const auto& line : log.lines())
     printed.push_back(std::regex_replace(line, std::regex("\033"), "\\033"));
   const auto golden = goldenLines("session_lines.txt");
-  ASSERT_EQ(golden.size(), 19u);
+  ASSERT_EQ(golden.size(), 20u);
   EXPECT_EQ(printed, golden);
 }

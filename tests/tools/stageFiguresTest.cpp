@@ -19,7 +19,7 @@ TEST(StageFigures, OfThreeFramesByHand) {
   // Means 102, 130, 106; variances 4 and 12.
   const auto figures = recorder.figures(kinds, 2, 4.0);
   EXPECT_DOUBLE_EQ(figures.meanLevel, 104.0);
-  EXPECT_DOUBLE_EQ(figures.spatialMk, 8.0);
+  EXPECT_DOUBLE_EQ(figures.spatialMk, 4.0 * std::sqrt(4.0 - 8.0 / 3.0));  // without the noise of three frames
   EXPECT_NEAR(figures.spatialAllMk, 4.0 * std::sqrt(1376.0 / 9.0), 1e-9);
   EXPECT_DOUBLE_EQ(figures.temporalMk, 4.0 * std::sqrt(8.0));
   EXPECT_DOUBLE_EQ(figures.columnMk, 0.0);  // only one column has good pixels

@@ -14,6 +14,7 @@
 #include "acquisition/backends/simulated/calibrationSet.h"
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
+#include "tools/common/session.h"
 
 namespace tools {
 namespace {
@@ -116,6 +117,7 @@ std::string defaultCalibrationDirectory(const std::string& simulateText, int cam
   std::string reason = "no cache directory: neither XDG_CACHE_HOME nor HOME is set";
   if (!cache.empty()) {
     const fs::path place = cache / setName(*camera, polynomial);
+    expectNoShutterTable(place.string());
     if (simulation::hasCalibrationSet(*camera, place.string(), options)) return place.string();
     reason = makeSet(*camera, options, place);
     if (reason.empty()) return place.string();

@@ -9,7 +9,8 @@ namespace tools {
 /// simulateText: what `simulate` takes.  cameraIndex: as cameras are listed.  polynomial: with polynomial
 /// files (cubic model), in a directory of their own, because cameras use polynomials whenever they are there.
 /// Empty when there is no such camera, and, with one line on standard error, when the files cannot be made:
-/// the camera then works without. Call it once the logger has its level, or each file is reported.
+/// the camera then works without. That the set has no table of a shutter run is left out of the log. Call it
+/// once the logger has its level, or each file is reported.
 std::string defaultCalibrationDirectory(const std::string& simulateText, int cameraIndex, bool polynomial);
 
 }  // namespace tools

@@ -41,7 +41,7 @@ enum class EvaluationExtent {
 };
 
 /// Runs a simulated camera of a model frame by frame through the pipeline as everyone gets it, each state of
-/// the camera with a shutter run of 32 frames first, and measures 24 frames after each stage. `done` is told
+/// the camera with a shutter run first, and measures 24 frames after each stage. `done` is told
 /// each result. Needs an `OmbrixSDK` object. Leaves no file behind but the default calibration set.
 /// Throws std::runtime_error when it cannot be done.
 void evaluateModel(std::string_view model, EvaluationExtent extent, FlatFieldReference reference,

@@ -44,7 +44,8 @@ class PipelineBench {
   /// before gain control, so that they are still temperatures. `look` may be empty.
   void correct(const Look& look);
   void settle() { repeat(kSettlingFrames); }
-  /// Settles before the reference, makes the manual table of 32 frames, opens the shutter again.
+  /// Settles before the reference, makes the manual table of 32 frames of a black body or 64 of the
+  /// shutter, opens the shutter again.
   void runShutter(FlatFieldReference reference);
   /// Takes a frame as `correct` does, and one as the driver's `process` does; throws unless they are equal.
   void compareWithDriver();

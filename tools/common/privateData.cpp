@@ -4,6 +4,7 @@
 #include <random>
 
 #include "common/format.h"
+#include "tools/common/session.h"
 
 namespace tools {
 
@@ -14,6 +15,7 @@ PrivateData::PrivateData(const std::string& original) {
   const auto number = std::uint64_t{random()} << 32 | random();
   directory = fs::temp_directory_path() / format("ombrix-{:016x}", number);
   fs::create_directory(directory);
+  expectNoShutterTable(path());
   if (original.empty()) return;
   try {
     for (const auto& entry : fs::directory_iterator(original)) {

@@ -8,6 +8,12 @@ namespace tools {
 /// Sends the library's log to standard error: standard output is for data.
 void logToStandardError();
 
+/// Leaves lines that hold `text` out of that log. Any thread.
+void leaveOutOfLog(std::string text);
+/// The same for the line that opening a camera finds no table of a shutter run in `data`: it is no news of a
+/// directory that the program made itself, without one.
+void expectNoShutterTable(const std::string& data);
+
 /// Makes the next `OmbrixSDK` run simulated cameras: a scenario's text or its file. Before any other thread.
 void simulate(const std::string& scenario);
 

@@ -68,10 +68,13 @@ StageFigures StageRecorder::figures(std::span<const PixelKind> kinds, std::size_
   for (std::size_t column = 0; column < width; ++column) {
     if (columns[column].count > 0.0) means[column] = columns[column].mean();
   }
-  return {.spatialMk = good.sigma() * mkPerLevel,
+  // The mean of n frames keeps an n-th of the noise's variance, which is no pattern of the detector's.
+  const double variance = good.count > 0.0 ? variances / good.count : 0.0;
+  const double pattern = std::sqrt(std::max(good.sigma() * good.sigma() - variance / count, 0.0));
+  return {.spatialMk = pattern * mkPerLevel,
           .spatialAllMk = all.sigma() * mkPerLevel,
           .columnMk = columnSpread(means) * mkPerLevel,
-          .temporalMk = good.count > 0.0 ? std::sqrt(variances / good.count) * mkPerLevel : 0.0,
+          .temporalMk = std::sqrt(variance) * mkPerLevel,
           .meanLevel = good.mean()};
 }
 

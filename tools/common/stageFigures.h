@@ -9,7 +9,8 @@ namespace tools {
 
 /// What the picture of a black body is like after a stage, from the pixel by pixel mean of several frames.
 struct StageFigures {
-  double spatialMk = 0.0;     ///< spread of the good pixels
+  double spatialMk =
+      0.0;  ///< spread of the good pixels' fixed pattern, what noise leaves in the means taken out
   double spatialAllMk = 0.0;  ///< spread of all pixels but those without a picture
   double columnMk = 0.0;      ///< spread of the column means about their mean over 17 columns
   double temporalMk = 0.0;    ///< root mean square of the good pixels' spreads from frame to frame

@@ -7,12 +7,12 @@
 #include <nlohmann/json.hpp>
 
 #include "common/format.h"
-#include "core/logger.h"
 #include "ombrix/OmbrixSDK.h"
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/evaluation.h"
 #include "tools/common/evaluationReport.h"
 #include "tools/common/imageFiles.h"
+#include "tools/common/session.h"
 #include "tools/demo/modelRun.h"
 #include "tools/demo/stageSheet.h"
 
@@ -91,12 +91,6 @@ std::string stagesScenario(const std::string& scenes) {
   return format("bramble6;scene=file:{}/single/640x480_hoses.pgm;fit=12..24;fpa=31;housing=4", scenes);
 }
 
-/// The SDK starts once per model; that the logger runs already is no news here.
-void showLogLine(std::string_view line) {
-  if (line.find("Logger has already been initialized") != std::string_view::npos) return;
-  std::fwrite(line.data(), 1, line.size(), stderr);
-}
-
 int run(int argc, char** argv) {
   std::string out = "demo-output";
   std::string scenes = "data/scenes";
@@ -123,7 +117,9 @@ int run(int argc, char** argv) {
     return 2;
   }
 
-  logger::setConsoleSink(showLogLine);
+  tools::logToStandardError();
+  // The SDK starts once per model; that the logger runs already is no news here.
+  tools::leaveOutOfLog("Logger has already been initialized");
   nlohmann::ordered_json models = nlohmann::ordered_json::array();
   std::vector<std::pair<tools::Picture, tools::Picture>> pictures;
   for (const Play& play : kPlays) {

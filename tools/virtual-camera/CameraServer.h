@@ -63,7 +63,7 @@ class CameraServer {
 
   // Answers leave under the lock that their transfer was taken under: the host breaks the connection when
   // it hears of a transfer that it was just told is called off.
-  Mutex mutex;
+  Mutex mutex{LockRank::delivery};
   std::condition_variable condition;
   std::deque<Transfer> waiting GUARDED_BY(mutex);  ///< of the stream's endpoint, in the host's order
   bool ended GUARDED_BY(mutex) = false;

@@ -45,7 +45,7 @@ class PluggedCamera {
   const std::optional<unsigned> wantedPort;
   const Report report;
 
-  Mutex mutex;
+  Mutex mutex{LockRank::port};
   std::condition_variable condition;
   std::shared_ptr<CameraServer> server GUARDED_BY(mutex);
   bool stopping GUARDED_BY(mutex) = false;

@@ -84,5 +84,5 @@ class CameraRegisters {
   bool showArray(const registers::Parameter& parameter, bool dump, const TextSink& sink);
 
   RegisterLink& link;
-  Mutex commandMutex;
+  Mutex commandMutex{LockRank::registers};
 };

@@ -28,13 +28,19 @@ std::atomic<bool> transfersRefused{false};
 /// One counted start of a platform, given back at destruction.
 class UVCConnection::PlatformStart {
  public:
-  explicit PlatformStart(std::shared_ptr<transport::VideoPlatform> started) : platform(std::move(started)) {}
-  ~PlatformStart() { platform->stop(); }
+  explicit PlatformStart(std::shared_ptr<transport::VideoPlatform> toStart)
+      : platform(std::move(toStart)), result(platform->start()) {}
+  ~PlatformStart() {
+    if (!result.failed()) platform->stop();
+  }
   PlatformStart(const PlatformStart&) = delete;
   PlatformStart& operator=(const PlatformStart&) = delete;
 
+  const StepResult& outcome() const { return result; }
+
  private:
   std::shared_ptr<transport::VideoPlatform> platform;
+  StepResult result;
 };
 
 UVCConnection::UVCConnection(const char* name, UVCBackendEnum backend)
@@ -103,10 +109,9 @@ bool UVCConnection::initializeDevice(std::size_t enumerationIndex,
   MutexLock lock(connectionMutex);
   deviceIndex = static_cast<std::int32_t>(enumerationIndex);
   try {
-    const StepResult started = platform->start();
-    showOperation(started);
-    if (started.failed()) return false;  // the platform has said why
     platformStart = std::make_unique<PlatformStart>(platform);
+    showOperation(platformStart->outcome());
+    if (platformStart->outcome().failed()) return false;  // the platform has said why
     check(platform->open(enumerationIndex, *this, device));
     return device != nullptr;
   } catch (const TransportError&) {

@@ -121,6 +121,7 @@ class UVCConnection final : public transport::SampleReceiver, private RegisterLi
     std::condition_variable* condition = nullptr;
     bool* frameReady = nullptr;
 
+    // The mutex that comes with them guards what `writeIndex` and `frameReady` point to.
     bool complete() const {
       return buffers && writeIndex && mutex && frameCounter && condition && frameReady;
     }
@@ -144,10 +145,10 @@ class UVCConnection final : public transport::SampleReceiver, private RegisterLi
 
   [[maybe_unused]] const std::string connectionName;
   [[maybe_unused]] const UVCBackendEnum backendChoice;
-  Mutex connectionMutex;
+  Mutex connectionMutex{LockRank::connection};
   Ring ring GUARDED_BY(connectionMutex);
   transport::SampleLayout layout GUARDED_BY(connectionMutex);
-  ArrivalSignal* arrivalSignal = nullptr;
+  ArrivalSignal* arrivalSignal = nullptr;  ///< fixed before the stream starts
   std::atomic<bool> streaming{false};
   std::atomic<bool> lost{false};
   std::atomic<bool> closing{false};  ///< transfers are refused from now on

@@ -16,7 +16,7 @@ constexpr std::size_t kLongestName = 260;
 
 /// The platform that `init` started, until it is given back.
 struct StartedPlatform {
-  Mutex mutex;
+  Mutex mutex{LockRank::startedPlatform};
   std::shared_ptr<transport::VideoPlatform> platform GUARDED_BY(mutex);
 };
 

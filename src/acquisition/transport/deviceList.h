@@ -49,7 +49,7 @@ class DeviceList {
   std::vector<std::uint8_t> opened() const EXCLUDES(mutex);
 
  private:
-  mutable Mutex mutex;
+  mutable Mutex mutex{LockRank::deviceList};
   std::shared_ptr<VideoPlatform> source GUARDED_BY(mutex);
   std::vector<SupportedDevice> supported GUARDED_BY(mutex);
   std::vector<std::uint8_t> openedIndices GUARDED_BY(mutex);

@@ -57,6 +57,7 @@ void UVCConnection::waitForReadyFrame(const Ring& target) const {
   if (!target.mutex || !target.condition || !target.frameReady) return;
   const auto longest = std::min<std::chrono::microseconds>(2 * framePeriod, std::chrono::milliseconds(200));
   const auto deadline = std::chrono::steady_clock::now() + longest;
+  const LockScope scope(LockRank::ring);
   std::unique_lock<std::mutex> lock(*target.mutex);
   while (!*target.frameReady) {
     if (target.condition->wait_until(lock, deadline) == std::cv_status::timeout) return;
@@ -106,6 +107,7 @@ bool UVCConnection::takeSample(const transport::Sample& sample) {
 
 void UVCConnection::publish() {
   {
+    const LockScope scope(LockRank::ring);
     std::lock_guard<std::mutex> lock(*ring.mutex);
     ++*ring.writeIndex;
     ring.frameCounter->fetch_add(1);

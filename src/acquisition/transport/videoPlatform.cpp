@@ -101,7 +101,7 @@ std::shared_ptr<VideoPlatform> choosePlatform() {
 }
 
 struct Current {
-  Mutex mutex;
+  Mutex mutex{LockRank::platformChoice};
   std::shared_ptr<VideoPlatform> installed GUARDED_BY(mutex);
   std::shared_ptr<VideoPlatform> chosen GUARDED_BY(mutex);
   std::string chosenBy GUARDED_BY(mutex);  ///< the environment that `chosen` was made for

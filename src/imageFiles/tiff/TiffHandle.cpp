@@ -45,8 +45,6 @@ toff_t seekStream(thandle_t handle, toff_t offset, int whence) {
 
 int closeStream(thandle_t) { return 0; }
 toff_t sizeOfStream(thandle_t handle) { return streamOf(handle).size(); }
-int mapNothing(thandle_t, void**, toff_t*) { return 0; }
-void unmapNothing(thandle_t, void*, toff_t) {}
 int ignoreWarning(TIFF*, void*, const char*, const char*, va_list) { return 1; }
 
 }  // namespace
@@ -63,7 +61,7 @@ bool TiffHandle::open(TiffStream& stream, const char* mode) {
   TIFFOpenOptionsSetWarningHandlerExtR(options.get(), &ignoreWarning, nullptr);
   TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), kLargestAllocation);
   tiff = TIFFClientOpenExt("TIFF", mode, &stream, readStream, writeStream, seekStream, closeStream,
-                           sizeOfStream, mapNothing, unmapNothing, options.get());
+                           sizeOfStream, nullptr, nullptr, options.get());
   return tiff != nullptr;
 }
 

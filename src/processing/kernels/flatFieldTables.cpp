@@ -5,6 +5,7 @@
 
 #include "common/numerics.h"
 #include "common/vectorised.h"
+#include "processing/kernels/stripes.h"
 
 namespace kernels {
 
@@ -31,9 +32,13 @@ struct OffsetRule {
   float weight;  ///< of the high table
 };
 
-std::uint16_t offsetPixel(std::uint16_t raw, float sum, const OffsetRule& rule) {
+std::int64_t offsetOf(float sum, const OffsetRule& rule) {
   const std::uint32_t level = truncateToU32(static_cast<double>(sum)) / rule.frames;
-  return saturateToU16(std::int64_t{raw} - level + rule.target);
+  return std::int64_t{rule.target} - level;
+}
+
+std::uint16_t offsetPixel(std::uint16_t raw, float sum, const OffsetRule& rule) {
+  return saturateToU16(std::int64_t{raw} + offsetOf(sum, rule));
 }
 
 /// For sums below kExactSums: the same results, in lanes. sumAt(x) gives whole numbers as int32.
@@ -153,6 +158,30 @@ void correctOffset(ImageView<std::uint16_t> image, TableView table, std::uint32_
                    std::uint16_t frames) {
   const OffsetRule rule{target, frames, 0.0f};
   for (std::uint32_t y = 0; y < image.height; ++y) offsetRow(image.row(y), table.row(y), image.width, rule);
+}
+
+bool tabulateShifts(TableView table, std::uint32_t target, std::uint16_t frames,
+                    std::span<std::int16_t> shifts) {
+  constexpr std::int64_t kLargest = 32767;
+  const OffsetRule rule{target, frames, 0.0f};
+  for (std::size_t i = 0; i < shifts.size(); ++i) {
+    const std::int64_t offset = offsetOf(static_cast<float>(table.data[i]), rule);
+    if (offset < -kLargest || offset > kLargest) return false;
+    shifts[i] = static_cast<std::int16_t>(offset);
+  }
+  return true;
+}
+
+OMBRIX_VECTORISED
+void shiftPixels(std::span<std::uint16_t> pixels, std::span<const std::int16_t> shifts) {
+  std::uint16_t* __restrict levels = pixels.data();
+  const std::int16_t* __restrict offsets = shifts.data();
+  for (std::size_t i = 0; i < pixels.size(); ++i) {
+    // In lanes as narrow as the levels, which saturate at either end.
+    const auto raise = static_cast<std::uint16_t>(std::max<std::int16_t>(offsets[i], 0));
+    const auto lower = static_cast<std::uint16_t>(raise - static_cast<std::uint16_t>(offsets[i]));
+    levels[i] = shiftLevel(levels[i], {lower, raise});
+  }
 }
 
 void correctOffset(ImageView<std::uint16_t> image, TableView low, TableView high, std::uint32_t target,

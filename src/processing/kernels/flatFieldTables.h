@@ -20,7 +20,14 @@ void accumulateFrame(ImageView<const std::uint16_t> frame, ImageView<std::uint32
 void correctOffset(ImageView<std::uint16_t> image, TableView table, std::uint32_t target,
                    std::uint16_t frames);
 
-/// The same with the table at `weight` (0 to 1) between `low` and `high`.
+/// The same in two steps. The first needs the table and works out by how much each pixel moves; false: some
+/// move by more than 16 bits with sign hold, and `shifts` is of no use. shifts: as many as pixels of the
+/// table.
+bool tabulateShifts(TableView table, std::uint32_t target, std::uint16_t frames,
+                    std::span<std::int16_t> shifts);
+void shiftPixels(std::span<std::uint16_t> pixels, std::span<const std::int16_t> shifts);
+
+/// `correctOffset` with the table at `weight` (0 to 1) between `low` and `high`.
 void correctOffset(ImageView<std::uint16_t> image, TableView low, TableView high, std::uint32_t target,
                    std::uint16_t frames, float weight);
 

@@ -7,6 +7,7 @@
 
 #include "common/numerics.h"
 #include "common/vectorised.h"
+#include "processing/kernels/mappedCounts.h"
 #include "processing/kernels/pixelwise.h"
 
 namespace kernels {
@@ -239,19 +240,7 @@ void correctImage(ImageView<std::uint16_t> image, ConstLevelCounts histogram, co
 
 OMBRIX_VECTORISED
 void countMapped(ConstLevelCounts histogram, std::int32_t shift, ConstGainTable table, LevelCounts counts) {
-  std::fill(counts.begin(), counts.end(), 0u);
-  constexpr std::size_t kBlock = 16;
-  for (std::size_t begin = 0; begin < kLevels; begin += kBlock) {
-    // Most levels of a frame are empty: they are passed over many at a time.
-    const std::uint32_t* const pixels = &histogram[begin];
-    std::uint32_t bits = 0;
-    for (std::size_t i = 0; i < kBlock; ++i) bits |= pixels[i];
-    if (bits == 0) continue;
-    for (std::size_t i = 0; i < kBlock; ++i) {
-      const std::int64_t level = static_cast<std::int64_t>(begin + i) + shift;
-      if (pixels[i] != 0) counts[table[saturateToU16(level)]] += pixels[i];
-    }
-  }
+  countThrough(histogram, shift, counts, [table](std::uint16_t level) { return table[level]; });
 }
 
 }  // namespace kernels

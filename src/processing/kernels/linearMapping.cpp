@@ -6,6 +6,7 @@
 
 #include "common/numerics.h"
 #include "common/vectorised.h"
+#include "processing/kernels/mappedCounts.h"
 
 namespace kernels {
 
@@ -13,32 +14,48 @@ namespace {
 
 constexpr float kFullScale = 65535.0f;
 
+struct LinearRule {
+  std::int32_t low;
+  std::int32_t high;  ///< above low
+  float scale = kFullScale / static_cast<float>(high - low);
+};
+
+OMBRIX_INLINE std::uint16_t mapLevel(std::uint16_t level, const LinearRule& rule) {
+  const std::int32_t above = std::max(level - rule.low, 0);
+  const float mapped = std::min(static_cast<float>(above) * rule.scale, kFullScale);
+  // At the upper bound the product falls short of full scale for about one span in seven.
+  return level >= rule.high ? std::uint16_t{65535} : truncateLimitedToU16(mapped);
+}
+
 OMBRIX_VECTORISED
-void mapPixels(std::span<std::uint16_t> pixels, std::int32_t low, std::int32_t high) {
-  const float scale = kFullScale / static_cast<float>(high - low);
-  for (std::uint16_t& pixel : pixels) {
-    const std::int32_t above = std::max(pixel - low, 0);
-    const float mapped = std::min(static_cast<float>(above) * scale, kFullScale);
-    // At the upper bound the product falls short of full scale for about one span in seven.
-    pixel = pixel >= high ? std::uint16_t{65535} : truncateLimitedToU16(mapped);
-  }
+void mapPixels(std::span<std::uint16_t> pixels, const LinearRule& rule) {
+  const LinearRule steady = rule;  // no store to a pixel changes it
+  for (std::uint16_t& pixel : pixels) pixel = mapLevel(pixel, steady);
+}
+
+OMBRIX_VECTORISED
+void countMappedLevels(ConstLevelCounts histogram, std::int32_t shift, const LinearRule& rule,
+                       LevelCounts counts) {
+  countThrough(histogram, shift, counts, [rule](std::uint16_t level) { return mapLevel(level, rule); });
 }
 
 }  // namespace
 
-void mapLinear(ImageView<std::uint16_t> image, std::uint16_t low, std::uint16_t high, LevelCounts counts) {
+void mapLinear(ImageView<std::uint16_t> image, std::uint16_t low, std::uint16_t high) {
   if (high < low) return;
-  if (high == low) {
-    std::fill_n(image.data, image.pixelCount(), std::uint16_t{65535});
-  } else {
-    mapPixels(image.pixels(), low, high);
-  }
-  countLevels(image, counts);
+  if (high > low) return mapPixels(image.pixels(), {low, high});
+  std::fill_n(image.data, image.pixelCount(), std::uint16_t{65535});
 }
 
-void countLevels(ImageView<const std::uint16_t> image, LevelCounts counts) {
-  std::fill(counts.begin(), counts.end(), 0u);
-  for (const std::uint16_t level : image.pixels()) ++counts[level];
+void countLinear(ConstLevelCounts histogram, std::int32_t shift, std::uint16_t low, std::uint16_t high,
+                 LevelCounts counts) {
+  if (high < low) return;
+  if (high > low) return countMappedLevels(histogram, shift, {low, high}, counts);
+  countThrough(histogram, shift, counts, [](std::uint16_t) { return std::uint16_t{65535}; });
+}
+
+void countShifted(ConstLevelCounts histogram, std::int32_t shift, LevelCounts counts) {
+  countThrough(histogram, shift, counts, [](std::uint16_t level) { return level; });
 }
 
 void fillGaps(ConstLevelCounts counts, LevelCounts filled) {

@@ -7,13 +7,18 @@
 
 namespace kernels {
 
-/// Maps [low, high] linearly onto [0, 65535], in place; levels outside saturate. Counts the new levels into
-/// `counts`, cleared first. high < low leaves both untouched; high == low sends every pixel, even one below
-/// the bound, to 65535.
-void mapLinear(ImageView<std::uint16_t> image, std::uint16_t low, std::uint16_t high, LevelCounts counts);
+/// Maps [low, high] linearly onto [0, 65535], in place; levels outside saturate. high < low leaves the image
+/// untouched; high == low sends every pixel, even one below the bound, to 65535.
+void mapLinear(ImageView<std::uint16_t> image, std::uint16_t low, std::uint16_t high);
 
-/// Counts the image's levels into `counts`, cleared first.
-void countLevels(ImageView<const std::uint16_t> image, LevelCounts counts);
+/// Counts the levels that `mapLinear` gives, without looking at the pixels again.  histogram: of the levels
+/// before they were shifted by `shift` (saturating) and mapped.  counts: cleared first.
+void countLinear(ConstLevelCounts histogram, std::int32_t shift, std::uint16_t low, std::uint16_t high,
+                 LevelCounts counts);
+
+/// Counts levels that were shifted by `shift` (saturating) since `histogram` was taken; `counts` is cleared
+/// first.
+void countShifted(ConstLevelCounts histogram, std::int32_t shift, LevelCounts counts);
 
 /// filled = counts, where every empty entry takes the value of the one before it. The entries before the
 /// first level that occurs stay 0.

@@ -10,7 +10,7 @@ void tabulateLevels(FrameContext& frame) {
   const LevelCounts counts{mapping.colorCounts};
   mapping.shownLow = 0;
   mapping.shownHigh = 65535;
-  kernels::countLevels(frame.working->view(), counts);
+  kernels::countShifted(ConstLevelCounts{frame.data.statistics.histogram}, mapping.levelShift, counts);
   kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
 
@@ -23,7 +23,9 @@ void mapBetween(FrameContext& frame, std::uint16_t low, std::uint16_t high) {
   const LevelCounts counts{mapping.colorCounts};
   mapping.shownLow = low;
   mapping.shownHigh = high;
-  kernels::mapLinear(frame.working->view(), low, high, counts);
+  kernels::mapLinear(frame.working->view(), low, high);
+  kernels::countLinear(ConstLevelCounts{frame.data.statistics.histogram}, mapping.levelShift, low, high,
+                       counts);
   kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
 

@@ -24,7 +24,8 @@ PixelPosition position(const kernels::LevelAt& place) {
 
 void measureStatistics(FrameContext& frame) {
   FrameStatistics& stats = frame.data.statistics;
-  const auto measured = kernels::measureFrame(frame.working->view(), LevelCounts{stats.histogram});
+  const auto measured =
+      kernels::measureFrame(frame.working->view(), LevelCounts{stats.histogram}, stats.banks);
   stats.minPosition = position(measured.minimum);
   stats.maxPosition = position(measured.maximum);
   stats.frameMean = measured.mean;

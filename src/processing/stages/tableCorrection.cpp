@@ -43,9 +43,16 @@ float tableWeight(const FrameContext& frame) {
 
 void correctWithTable(FrameContext& frame) {
   const Table& table = lowTable(frame);
-  if (!usable({&table}, frame)) return;
-  kernels::correctOffset(frame.working->view(), table.view(), frame.data.flatField.ffcMean,
-                         frame.data.tableFrames());
+  KeptShifts& kept = frame.data.tableStage.shifts;
+  if (!usable({&table}, frame)) return kept.forget();
+  const KeptShifts::Origin origin{table.data, frame.data.tableFrames(), frame.data.flatField.ffcMean};
+  if (kept.origin != origin) {
+    kept.levels.resize(table.pixelCount());
+    kept.usable = kernels::tabulateShifts(table.view(), origin.target, origin.frames, kept.levels);
+    kept.origin = origin;
+  }
+  if (kept.usable) return kernels::shiftPixels(frame.working->view().pixels(), kept.levels);
+  kernels::correctOffset(frame.working->view(), table.view(), origin.target, origin.frames);
 }
 
 std::uint32_t pairLevel(const Table& low, const Table& high, std::uint16_t frames, PairTarget& kept) {
@@ -138,6 +145,7 @@ void applyFlatField(FrameContext& frame) {
   const bool on = flatField.shutterlessCorrection && !frame.calibrating();
   const Application apply = on ? chosenApplication(frame) : nullptr;
   // Tables may be made anew in place while nothing is corrected with them.
+  if (apply != correctWithTable) frame.data.tableStage.shifts.forget();
   if (apply != correctWithPair) frame.data.tableStage.pairTarget = {};
   if (apply != correctRadiometrically) frame.data.tableStage.references.forget();
   if (!apply) return;

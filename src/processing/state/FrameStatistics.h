@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "processing/kernels/frameMeasurement.h"
 #include "processing/levels.h"
 
 /// Marks a running value that has not been initialised: the next frame's own value starts it.
@@ -20,9 +21,10 @@ struct FrameStatistics {
   static constexpr std::int32_t histogramSize = static_cast<std::int32_t>(kLevels);
 
   std::vector<std::uint32_t> histogram = std::vector<std::uint32_t>(kLevels);  ///< pixels per level
-  PixelPosition minPosition;                                                   ///< first occurrence
-  PixelPosition maxPosition;                                                   ///< first occurrence
-  std::uint16_t frameMean = 0;                                                 ///< unsmoothed, truncated
+  kernels::CountBanks banks;
+  PixelPosition minPosition;    ///< first occurrence
+  PixelPosition maxPosition;    ///< first occurrence
+  std::uint16_t frameMean = 0;  ///< unsmoothed, truncated
 
   float statsSmoothing = 0.9f;  ///< weight of the earlier frames; 0 = none
   float statsMinF = kNotInitialised;

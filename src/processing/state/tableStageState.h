@@ -15,6 +15,23 @@ struct PairTarget {
   std::uint32_t level = 0;
 };
 
+/// By how much the offset correction with one table moves each pixel, while nothing that it depends on
+/// changes.
+struct KeptShifts {
+  struct Origin {
+    const std::uint32_t* table = nullptr;  ///< its pixels; null: nothing kept
+    std::uint16_t frames = 0;
+    std::uint32_t target = 0;
+    friend bool operator==(const Origin&, const Origin&) = default;
+  };
+
+  Origin origin;
+  bool usable = false;               ///< all of them fit
+  std::vector<std::int16_t> levels;  ///< empty until the correction is used
+
+  void forget() { origin = {}; }
+};
+
 /// What the two-reference correction found out about every pixel, for as long as nothing it depends on
 /// changes. The sensor temperature, and with it the weight, changes every few frames only.
 struct KeptReferences {
@@ -37,6 +54,7 @@ struct KeptReferences {
 /// What table application and polynomial evaluation keep between frames.
 struct TableStageState {
   PairTarget pairTarget;
+  KeptShifts shifts;
   KeptReferences references;
   kernels::ValueRange gainRange;    ///< of the evaluated gains; known after the cubic model only
   kernels::ValueRange offsetRange;  ///< likewise

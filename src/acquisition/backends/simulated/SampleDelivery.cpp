@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+#include "core/threadStart.h"
+
 namespace simulation {
 namespace {
 
@@ -69,7 +71,7 @@ std::int32_t SampleDelivery::request() {
     pace = camera->periodSeconds();
     nextDue = Clock::now() + duration(pace);
     try {
-      thread = std::thread(&SampleDelivery::deliveryThreadProc, shared_from_this());
+      thread = threadStart::start("delivery", [self = shared_from_this()] { self->deliveryThreadProc(); });
     } catch (const std::system_error&) {
       return -EAGAIN;
     }

@@ -23,7 +23,7 @@ class StreamRecord {
  private:
   friend class SampleDelivery;
   friend class SimulatedDevice;
-  mutable Mutex mutex;
+  mutable Mutex mutex{LockRank::streamRecord};
   StreamCounts current GUARDED_BY(mutex);
   HandOverTimes times GUARDED_BY(mutex);
 };
@@ -62,7 +62,7 @@ class SampleDelivery : public std::enable_shared_from_this<SampleDelivery> {
   const bool singleStep;
   const std::uint32_t buffers;
 
-  Mutex mutex;
+  Mutex mutex{LockRank::delivery};
   std::condition_variable condition;
   transport::SampleReceiver* receiver GUARDED_BY(mutex);  ///< null once closed
   std::thread thread GUARDED_BY(mutex);

@@ -127,7 +127,7 @@ class SimulatedCamera {
   const CameraSpec spec;
 
   // Order: frame, then control.
-  mutable Mutex frameMutex;
+  mutable Mutex frameMutex{LockRank::simulatedFrame};
   std::unique_ptr<Detector> detector GUARDED_BY(frameMutex);  ///< made for the first frame
   std::unique_ptr<Scene> scene GUARDED_BY(frameMutex);
   std::unique_ptr<RawScene> raw GUARDED_BY(frameMutex);  ///< in the place of `scene` and detector
@@ -143,7 +143,7 @@ class SimulatedCamera {
   double seconds GUARDED_BY(frameMutex) = 0.0;        ///< of the next frame, since power-on
   double rampedK GUARDED_BY(frameMutex) = 0.0;
 
-  mutable Mutex controlMutex;
+  mutable Mutex controlMutex{LockRank::simulatedControl};
   std::condition_variable controlCondition;  ///< unplugged: ends slow transfers
   RegisterEngine registers GUARDED_BY(controlMutex);
   FaultState faults GUARDED_BY(controlMutex);

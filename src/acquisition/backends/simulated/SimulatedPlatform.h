@@ -18,7 +18,7 @@ namespace simulation {
 struct Seat {
   std::shared_ptr<SimulatedCamera> camera;
   std::shared_ptr<StreamRecord> record = std::make_shared<StreamRecord>();
-  Mutex mutex;
+  Mutex mutex{LockRank::seat};
   std::weak_ptr<SampleDelivery> delivery GUARDED_BY(mutex);  ///< of the open device, if any
 };
 
@@ -75,7 +75,7 @@ class SimulatedPlatform : public transport::VideoPlatform {
 
  private:
   std::vector<std::shared_ptr<Seat>> seats;
-  mutable Mutex mutex;
+  mutable Mutex mutex{LockRank::platform};
   std::vector<std::shared_ptr<Seat>> enumerated GUARDED_BY(mutex);
   int starts GUARDED_BY(mutex) = 0;
 };

@@ -3,19 +3,19 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <utility>
 
 #include "acquisition/backends/simulated/numberText.h"
 #include "acquisition/backends/simulated/rawScene.h"
 #include "acquisition/backends/simulated/scenarioKeys.h"
+#include "common/fileBytes.h"
 #include "common/format.h"
 
 namespace simulation {
 namespace {
 
 constexpr std::size_t kMostCameras = 16;
-constexpr std::uintmax_t kLongestScenario = 1 << 20;
+constexpr std::uint64_t kLongestScenario = 1 << 20;
 constexpr std::uint32_t kFirstSerialNumber = 466001359;
 
 /// "hollis12.scene=ramp": which cameras, which key, which value.
@@ -105,26 +105,16 @@ bool build(const std::vector<Setting>& settings, const std::string& folder, Scen
 }
 
 bool readFile(const std::string& path, Scenario& scenario, ScenarioError& error) {
-  std::error_code failure;
-  const auto size = std::filesystem::file_size(path, failure);
-  std::ifstream file;
-  if (!failure)
-    file.open(path, std::ios::binary);  // what has no size, such as a pipe, would wait for a writer
-  if (!file.is_open() || size > kLongestScenario) {
-    error.reason =
-        file.is_open() ? "is too large" : "neither a readable scenario file nor a list of camera models";
+  const auto size = regularFileSize(path);
+  const auto bytes = size && *size <= kLongestScenario ? readFileBytes(path, kLongestScenario) : std::nullopt;
+  if (!bytes) {
+    error.reason = size && *size > kLongestScenario
+                       ? "is too large"
+                       : "neither a readable scenario file nor a list of camera models";
     return false;
   }
-  std::vector<Setting> settings;
-  std::string line;
-  for (std::size_t number = 1; std::getline(file, line); ++number) {
-    const auto text = trimmed(std::string_view(line).substr(0, line.find('#')));
-    if (text.empty()) continue;
-    error.line = number;
-    settings.push_back({number, {}, {}, {}});
-    if (error.reason = splitSetting(text, settings.back()); !error.reason.empty()) return false;
-  }
-  return build(settings, std::filesystem::path(path).parent_path().string(), scenario, error);
+  return parseScenarioFile(asText(*bytes), std::filesystem::path(path).parent_path().string(), scenario,
+                           error);
 }
 
 /// A text whose first part lists models, or is a setting.
@@ -150,6 +140,22 @@ bool readText(const std::string& text, Scenario& scenario, ScenarioError& error)
 }
 
 }  // namespace
+
+bool parseScenarioFile(std::string_view text, const std::string& folder, Scenario& scenario,
+                       ScenarioError& error) {
+  std::vector<Setting> settings;
+  for (std::size_t number = 1, start = 0; start < text.size(); ++number) {
+    const auto end = std::min(text.find('\n', start), text.size());
+    const auto line = text.substr(start, end - start);
+    start = end + 1;
+    const auto content = trimmed(line.substr(0, line.find('#')));
+    if (content.empty()) continue;
+    error.line = number;
+    settings.push_back({number, {}, {}, {}});
+    if (error.reason = splitSetting(content, settings.back()); !error.reason.empty()) return false;
+  }
+  return build(settings, folder, scenario, error);
+}
 
 std::vector<Defect> CameraSpec::defectivePixels() const {
   if (scene.isRaw()) return rawDefects(scene, *model);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "acquisition/backends/simulated/cameraModel.h"
@@ -70,5 +71,9 @@ CameraSpec makeCameraSpec(std::string_view modelId);
 /// Reads a scenario: the path of a file, or a short text such as "bramble6,marlow3;scene=room;seed=7".
 /// False fills `error` and leaves `scenario` alone. Keys and values: docs/simulator.md.
 bool readScenario(const std::string& textOrPath, Scenario& scenario, ScenarioError& error);
+
+/// `readScenario` on the text of a file that lies in `folder`; the name in `error` is the caller's.
+bool parseScenarioFile(std::string_view text, const std::string& folder, Scenario& scenario,
+                       ScenarioError& error);
 
 }  // namespace simulation

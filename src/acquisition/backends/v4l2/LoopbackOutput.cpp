@@ -136,12 +136,12 @@ void LoopbackOutput::closeOutput() {
 std::unique_ptr<LoopbackOutput> openLoopback(const std::shared_ptr<SystemCalls>& calls,
                                              const std::string& path, std::uint32_t width,
                                              std::uint32_t height, std::string& reason) {
-  const int descriptor = calls->openNode(path);
-  if (descriptor < 0) {
-    reason = errorText(statusOf(descriptor));
+  auto node = std::make_shared<OpenNode>(calls, path);
+  if (node->descriptor < 0) {
+    reason = errorText(statusOf(node->descriptor));
     return nullptr;
   }
-  auto output = std::make_unique<LoopbackOutput>(std::make_shared<OpenNode>(calls, path, descriptor));
+  auto output = std::make_unique<LoopbackOutput>(std::move(node));
   if (!output->prepare(width, height, reason)) return nullptr;
   return output;
 }

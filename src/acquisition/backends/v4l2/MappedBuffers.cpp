@@ -27,6 +27,7 @@ std::int32_t MappedBuffers::allocate(std::uint32_t wanted, std::size_t smallestB
   if (status < 0) return status;
   if (request.count == 0) status = -ENOMEM;
   const std::uint32_t granted = std::min(request.count, kMostBuffers);
+  buffers.reserve(granted);  // a mapping that finds no place here would never be undone
   for (std::uint32_t i = 0; i < granted && status >= 0; ++i) status = mapBuffer(i, smallestBytes);
   if (status < 0) release();
   return status;

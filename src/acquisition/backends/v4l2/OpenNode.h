@@ -15,9 +15,13 @@ namespace v4l2 {
 /// been unplugged: a closed one could be handed out again.
 class OpenNode {
  public:
-  OpenNode(std::shared_ptr<SystemCalls> table, std::string nodePath, int openDescriptor)
-      : calls(std::move(table)), path(std::move(nodePath)), descriptor(openDescriptor) {}
-  ~OpenNode() { calls->closeDescriptor(descriptor); }
+  /// Opens the node itself, so that no failure can come between the descriptor and its owner. A negative
+  /// `descriptor` tells why it could not be opened.
+  OpenNode(std::shared_ptr<SystemCalls> table, std::string nodePath)
+      : calls(std::move(table)), path(std::move(nodePath)), descriptor(calls->openNode(path)) {}
+  ~OpenNode() {
+    if (descriptor >= 0) calls->closeDescriptor(descriptor);
+  }
   OpenNode(const OpenNode&) = delete;
   OpenNode& operator=(const OpenNode&) = delete;
 

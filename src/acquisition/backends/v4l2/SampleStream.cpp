@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <exception>
+#include <new>
 #include <system_error>
 #include <utility>
 
 #include "acquisition/backends/v4l2/errorText.h"
 #include "common/format.h"
 #include "core/logger.h"
+#include "core/threadStart.h"
 
 namespace v4l2 {
 namespace {
@@ -57,13 +60,15 @@ std::int32_t SampleStream::request() {
 std::int32_t SampleStream::start() {
   if (wakeEvent < 0) wakeEvent = node->calls->openEvent();
   if (wakeEvent < 0) return std::exchange(wakeEvent, -1);
-  std::int32_t status = startBuffers();
-  if (status >= 0) {
-    try {
-      thread = std::thread([self = shared_from_this()] { self->deliveryThreadProc(); });
-    } catch (const std::system_error&) {
-      status = -EAGAIN;
-    }
+  std::int32_t status = 0;
+  try {
+    status = startBuffers();
+    if (status >= 0)
+      thread = threadStart::start("delivery", [self = shared_from_this()] { self->deliveryThreadProc(); });
+  } catch (const std::system_error&) {
+    status = -EAGAIN;
+  } catch (const std::bad_alloc&) {
+    status = -ENOMEM;
   }
   if (status < 0) buffers.release();
   return status;
@@ -196,16 +201,17 @@ void SampleStream::releaseBuffers(Clock::time_point deadline) {
     std::condition_variable condition;
     bool done GUARDED_BY(mutex) = false;
   };
-  const auto progress = std::make_shared<Progress>();
+  std::shared_ptr<Progress> progress;
   std::thread stopper;
   try {
-    stopper = std::thread([self = shared_from_this(), progress] {
+    progress = std::make_shared<Progress>();
+    stopper = threadStart::start("end of stream", [self = shared_from_this(), progress] {
       self->buffers.release();
       MutexLock lock(progress->mutex);
       progress->done = true;
       progress->condition.notify_all();
     });
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {  // no thread, no memory: rather wait for it than leave it streaming
     buffers.release();
     return;
   }

@@ -48,11 +48,12 @@ class SampleStream : public std::enable_shared_from_this<SampleStream> {
   void releaseBuffers(Clock::time_point deadline) EXCLUDES(mutex);
 
   const std::shared_ptr<OpenNode> node;
-  int wakeEvent = -1;  ///< ends the thread's wait; made by the first request
+  // Made under the mutex by the first request; then the delivery thread's, which the request starts.
+  int wakeEvent = -1;  ///< ends the thread's wait
   MappedBuffers buffers;
   std::atomic<std::size_t> frameBytes{0};
 
-  Mutex mutex;
+  Mutex mutex{LockRank::delivery};
   std::condition_variable condition;
   transport::SampleReceiver* receiver GUARDED_BY(mutex);  ///< null once closed
   std::thread thread GUARDED_BY(mutex);

@@ -10,7 +10,7 @@ namespace v4l2 {
 namespace {
 
 struct Current {
-  Mutex mutex;
+  Mutex mutex{LockRank::systemCalls};
   std::shared_ptr<SystemCalls> calls GUARDED_BY(mutex);
 };
 

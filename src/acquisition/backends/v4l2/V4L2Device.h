@@ -47,10 +47,11 @@ class V4L2Device : public transport::VideoDevice {
   const VideoNode place;
   const std::shared_ptr<OpenNode> node;
   const std::shared_ptr<SampleStream> stream;
+  // Of the connecting thread, before others know of the device.
   std::vector<transport::StreamType> types;
   std::vector<ExtensionUnit> units;
 
-  Mutex lengthMutex;
+  Mutex lengthMutex{LockRank::controlLengths};
   std::map<std::pair<std::uint8_t, std::uint8_t>, std::size_t> lengths
       GUARDED_BY(lengthMutex);  ///< of the controls asked so far, by unit and selector
 };

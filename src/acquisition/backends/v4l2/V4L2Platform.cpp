@@ -39,16 +39,15 @@ transport::StepResult V4L2Platform::open(std::size_t index, transport::SampleRec
                                          std::unique_ptr<transport::VideoDevice>& device) {
   VideoNode place;
   if (!nodeOf(index, place)) return {-EINVAL, transport::step::kActivate};
-  const int descriptor = calls->openNode(place.devicePath);
-  if (descriptor < 0) {
-    const std::int32_t status = statusOf(descriptor);
+  auto node = std::make_shared<OpenNode>(calls, place.devicePath);
+  if (node->descriptor < 0) {
+    const std::int32_t status = statusOf(node->descriptor);
     const bool forbidden = status == -EACCES || status == -EPERM;
     const std::string remedy = forbidden ? " (" + permissionRemedy(*calls, place.devicePath) + ")" : "";
     logger::error(format("{:s}: {:s}{:s}", place.devicePath, errorText(status), remedy), LOG_HERE);
     return {status, transport::step::kActivate};
   }
-  device = std::make_unique<V4L2Device>(
-      place, std::make_shared<OpenNode>(calls, place.devicePath, descriptor), receiver);
+  device = std::make_unique<V4L2Device>(place, std::move(node), receiver);
   return {0, transport::step::kActivate};
 }
 

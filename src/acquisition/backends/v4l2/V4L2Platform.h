@@ -27,7 +27,7 @@ class V4L2Platform : public transport::VideoPlatform {
   bool nodeOf(std::size_t index, VideoNode& node) EXCLUDES(mutex);
 
   const std::shared_ptr<SystemCalls> calls;
-  Mutex mutex;
+  Mutex mutex{LockRank::platform};
   std::vector<VideoNode> enumerated GUARDED_BY(mutex);
   int starts GUARDED_BY(mutex) = 0;
 };
