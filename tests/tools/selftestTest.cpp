@@ -7,7 +7,7 @@
 #include <set>
 
 #include "common/format.h"
-#include "support/sanitized.h"
+#include "common/sanitized.h"
 #include "support/scratchFiles.h"
 #include "tools/common/selftestChecks.h"
 #include "tools/program.h"
