@@ -17,9 +17,6 @@ namespace {
 /// What opening assumes until the first frame brings the sensor's own temperature.
 constexpr float kUsualSensorK = 298.15f;
 
-/// The two references of the tables, in degrees Celsius; part of the thermographic table's name.
-constexpr int kReferencesC[] = {25, 50};
-
 std::int64_t monotonicUs() {
   using namespace std::chrono_literals;
   return static_cast<std::int64_t>(std::chrono::steady_clock::now().time_since_epoch() / 1us);
@@ -122,8 +119,7 @@ void imageAcquisition::loadCalibrationFiles() {
   processing.calibration.autoFFC = settings::current().autoCalibration;
 
   const bool hasThermographicTable = loadThermographicCorrection(
-      this, format("{:s}/{:s}_{:03.2f}_{:03.2f}_{:03d}_{:03d}.tco", givenName, name(), radiometry.rangeMinK,
-                   radiometry.rangeSpanK, kReferencesC[0], kReferencesC[1]));
+      this, places.thermographicFile(radiometry.rangeMinK, radiometry.rangeSpanK));
   radiometry.radiometricCorrection =
       hasThermographicTable && flatField.shutterlessCorrection && flatField.ffcMode != 0;
 }

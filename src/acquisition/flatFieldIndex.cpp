@@ -14,6 +14,8 @@ namespace {
 /// Tables of both references count as taken at one sensor temperature when they differ by no more.
 constexpr float kSameTemperatureC = 0.5f;
 constexpr float kHysteresisC = 0.3f;
+/// The two references of the tables, in degrees Celsius; part of the thermographic table's name.
+constexpr int kReferencesC[] = {25, 50};
 
 struct TableFile {
   float temperatureC;
@@ -91,6 +93,11 @@ std::string CalibrationPlaces::file(const std::string& folder, const std::string
     if (fs::is_regular_file(path, failure)) return path;
   }
   return pathFor(names.empty() ? std::string() : names.front());
+}
+
+std::string CalibrationPlaces::thermographicFile(float minK, float spanK) const {
+  return format("{:s}/{:s}_{:03.2f}_{:03.2f}_{:03d}_{:03d}.tco", directory,
+                names.empty() ? std::string() : names.front(), minK, spanK, kReferencesC[0], kReferencesC[1]);
 }
 
 FlatFieldIndex scanFlatFieldTables(const CalibrationPlaces& places) {

@@ -17,6 +17,8 @@ struct CalibrationPlaces {
 
   /// "directory/NAME_SERIAL" + extension for the first name that has such a file, else for the first name.
   std::string file(const std::string& folder, const std::string& extension) const;
+  /// Of the thermographic table for a scale of `spanK` kelvin from `minK` on.
+  std::string thermographicFile(float minK, float spanK) const;
 };
 
 /// Two points of an index, by position; the same one twice when there is only one.

@@ -72,4 +72,16 @@ void catchInterrupts() {
 
 bool interrupted() { return interruptSeen != 0; }
 
+std::string withoutColours(const std::string& text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\033') {
+      plain.push_back(text[i]);
+      continue;
+    }
+    while (i < text.size() && text[i] != 'm') ++i;
+  }
+  return plain;
+}
+
 }  // namespace tools

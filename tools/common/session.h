@@ -22,4 +22,7 @@ void simulate(const std::string& scenario);
 void catchInterrupts();
 bool interrupted();
 
+/// A text of the library's without the terminal's colour sequences (ESC [ ... m).
+std::string withoutColours(const std::string& text);
+
 }  // namespace tools

@@ -34,6 +34,7 @@ struct Options {
   Point at;
   float emissivity = 1.0f;
   int frames = 32;  ///< of a shutter run
+  int seconds = 4;  ///< for which the self-test watches frames
   Controls controls;
   bool madeUpData = false;  ///< `data` is the set made for a simulated camera
   bool quick = false;
@@ -60,6 +61,8 @@ void streamCamera(const Options& options, OmbrixSDK& sdk);
 void measureTemperature(const Options& options, OmbrixSDK& sdk);
 void calibrateCamera(const Options& options, OmbrixSDK& sdk);
 void writeSnapshot(const Options& options, OmbrixSDK& sdk);
+/// Says what of a camera holds; throws when a check fails.
+void selftestCamera(const Options& options, OmbrixSDK& sdk);
 /// Works on simulated cameras of its own. An `OmbrixSDK` object must exist.
 void evaluatePipeline(const Options& options);
 

@@ -9,6 +9,7 @@
 #include "common/format.h"
 #include "ombrix/Ombrix.h"
 #include "tools/common/progressLine.h"
+#include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
 
 namespace tools {
@@ -16,19 +17,6 @@ namespace {
 
 constexpr int kFirstFrameTimeoutMs = 2000;
 constexpr auto kTemperatureTimeout = std::chrono::seconds(1);
-
-/// Without the terminal's colour sequences (ESC [ ... m).
-std::string withoutColours(const std::string& text) {
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\033') {
-      plain.push_back(text[i]);
-      continue;
-    }
-    while (i < text.size() && text[i] != 'm') ++i;
-  }
-  return plain;
-}
 
 std::string readParameterBlock(int camera, bool dump) {
   const auto entry = OmbrixSDK::mConnectedDevices.find(camera);

@@ -29,6 +29,7 @@ std::unique_ptr<Ombrix> openCamera(const Options& options, OmbrixSDK& sdk) {
   requireCamera(sdk, options.camera);
   auto camera = std::make_unique<Ombrix>(options.camera, options.data);
   const std::string error = camera->getErrorText();
+  if (error.empty()) throw CommandFailure(format("camera {}: it could not be opened", options.camera));
   if (error != "none") throw CommandFailure(format("camera {}: {}", options.camera, error));
   return camera;
 }
@@ -48,9 +49,9 @@ namespace {
 using tools::Options;
 
 constexpr const char* kFooter =
-    "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written, a criterion of "
-    "evaluate\n"
-    "missed), 2 wrong arguments.\n"
+    "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written, a check of selftest "
+    "or\n"
+    "a criterion of evaluate missed), 2 wrong arguments.\n"
     "Data goes to standard output, the log to standard error.";
 
 constexpr unsigned long long kLargestCount = 1'000'000'000'000;
@@ -122,6 +123,18 @@ CLI::App* addCalibrate(CLI::App& app, Options& options) {
       ->capture_default_str();
   calibrate->add_flag("--json", options.json, "one JSON object");
   return calibrate;
+}
+
+CLI::App* addSelftest(CLI::App& app, Options& options) {
+  CLI::App* selftest =
+      addCommand(app, "selftest",
+                 "open a camera, try everything out, and say what holds; exit code 1 when a check fails");
+  addCamera(*selftest, options);
+  selftest->add_option("--seconds", options.seconds, "for which frames are watched")
+      ->check(CLI::Range(1, 3600))
+      ->capture_default_str();
+  selftest->add_flag("--json", options.json, "one JSON object");
+  return selftest;
 }
 
 CLI::App* addSnapshot(CLI::App& app, Options& options) {
@@ -206,6 +219,7 @@ int run(int argc, char** argv) {
   CLI::App* doctor = addCommand(app, "doctor", "tell what stands between you and a picture");
   doctor->add_flag("--json", options.json, "one JSON object");
   CLI::App* info = addInfo(app, options);
+  CLI::App* selftest = addSelftest(app, options);
   CLI::App* stream = addStream(app, options);
   std::string at;
   CLI::App* measure = addMeasure(app, options, at);
@@ -224,8 +238,9 @@ int run(int argc, char** argv) {
 
   if (app.get_subcommands().empty()) {
     throw tools::CommandFailure(
-        "a subcommand is needed: list, doctor, info, stream, measure, calibrate, snapshot or evaluate (see "
-        "--help)",
+        "a subcommand is needed: list, doctor, info, selftest, stream, measure, calibrate, snapshot or "
+        "evaluate "
+        "(see --help)",
         tools::kExitUsage);
   }
 
@@ -253,6 +268,7 @@ int run(int argc, char** argv) {
     options.madeUpData = true;
   }
   if (info->parsed()) tools::showCamera(options, sdk);
+  if (selftest->parsed()) tools::selftestCamera(options, sdk);
   if (stream->parsed()) tools::streamCamera(options, sdk);
   if (calibrate->parsed()) tools::calibrateCamera(options, sdk);
   if (snapshot->parsed()) tools::writeSnapshot(options, sdk);
