@@ -14,6 +14,7 @@
 
 #include "bench/figures/LiveCameras.h"
 #include "bench/peers/ReferencePool.h"
+#include "common/format.h"
 #include "core/ThreadPool.h"
 
 namespace bench {
@@ -61,7 +62,7 @@ std::vector<double> timePool(Pool& pool, int rounds) {
   return times;
 }
 
-std::string prefixOf(Setup setup) { return setup == Setup::Linear ? "" : "default_"; }
+const char* prefixOf(Setup setup) { return setup == Setup::Linear ? "" : "default_"; }
 
 }  // namespace
 
@@ -78,13 +79,15 @@ void measureLive(nlohmann::json& figures, double seconds, Setup setup) {
     const auto start = Clock::now();
     cameras.run(seconds);
     const double share = (processorSeconds() - before) / secondsSince(start);
-    const std::string prefix = prefixOf(setup);
-    const std::string rate = "_" + std::to_string(static_cast<int>(kind.rateHz)) + "Hz";
-    figures[prefix + "live_" + kind.name + rate + "_cpu_percent"] = 100.0 * share;
-    figures[prefix + "live_" + kind.name + rate + "_missed"] = cameras.missed();
+    const char* const prefix = prefixOf(setup);
+    const auto live = [&](const char* what) {
+      return format("{}live_{}_{:.0f}Hz_{}", prefix, kind.name, kind.rateHz, what);
+    };
+    figures[live("cpu_percent")] = 100.0 * share;
+    figures[live("missed")] = cameras.missed();
     const std::vector<double> handOver = cameras.handOverMs();
-    figures[prefix + "handover_" + kind.name + "_median_ms"] = quantile(handOver, 0.5);
-    figures[prefix + "handover_" + kind.name + "_99_percent_ms"] = quantile(handOver, 0.99);
+    figures[format("{}handover_{}_median_ms", prefix, kind.name)] = quantile(handOver, 0.5);
+    figures[format("{}handover_{}_99_percent_ms", prefix, kind.name)] = quantile(handOver, 0.99);
   }
 }
 
@@ -103,7 +106,7 @@ void measureCameras(nlohmann::json& figures, double seconds, Setup setup) {
     if (!noneMissed) break;
     served = count;
   }
-  figures[prefixOf(setup) + "cameras_640x480_60Hz"] = served;
+  figures[format("{}cameras_640x480_60Hz", prefixOf(setup))] = served;
 }
 
 void measurePool(nlohmann::json& figures, double seconds) {
