@@ -78,12 +78,16 @@ void measureLive(nlohmann::json& figures, double seconds, Setup setup) {
     const double before = processorSeconds();
     const auto start = Clock::now();
     cameras.run(seconds);
-    const double share = (processorSeconds() - before) / secondsSince(start);
+    const double used = processorSeconds() - before;
+    const double share = used / secondsSince(start);
     const char* const prefix = prefixOf(setup);
     const auto live = [&](const char* what) {
       return format("{}live_{}_{:.0f}Hz_{}", prefix, kind.name, kind.rateHz, what);
     };
     figures[live("cpu_percent")] = 100.0 * share;
+    // Tells what a core would do on a machine too busy to deliver every frame.
+    figures[live("cpu_ms_per_taken_frame")] =
+        1e3 * used / static_cast<double>(std::max<std::uint64_t>(cameras.taken(), 1));
     figures[live("missed")] = cameras.missed();
     const std::vector<double> handOver = cameras.handOverMs();
     figures[format("{}handover_{}_median_ms", prefix, kind.name)] = quantile(handOver, 0.5);
