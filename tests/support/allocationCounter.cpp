@@ -18,6 +18,14 @@ void* allocate(std::size_t bytes, std::size_t alignment) {
   if (!block) throw std::bad_alloc();
   return block;
 }
+
+void* tryAllocate(std::size_t bytes, std::size_t alignment) noexcept {
+  try {
+    return allocate(bytes, alignment);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 }  // namespace
 
 #if !OMBRIX_SANITIZED
@@ -27,30 +35,33 @@ std::uint64_t allocationCount() { return allocations.load(std::memory_order_rela
 void failAllocation(std::uint64_t number) { untilFailure = number; }
 bool allocationFailed() { return untilFailure == 0; }
 
-// Every form, in terms of the first: a sanitizer brings its own of those that are left out.
+// Every form there is: a sanitizer brings its own of any that is left out, and then sees blocks freed by
+// another than they came from, or does not link.
+using Alignment = std::align_val_t;
+using Nothrow = std::nothrow_t;
 void* operator new(std::size_t bytes) { return allocate(bytes, alignof(std::max_align_t)); }
-void* operator new(std::size_t bytes, std::align_val_t alignment) {
-  return allocate(bytes, static_cast<std::size_t>(alignment));
+void* operator new(std::size_t bytes, Alignment alignment) { return allocate(bytes, std::size_t(alignment)); }
+void* operator new(std::size_t bytes, const Nothrow&) noexcept {
+  return tryAllocate(bytes, alignof(std::max_align_t));
 }
-void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
-  try {
-    return ::operator new(bytes);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+void* operator new(std::size_t bytes, Alignment alignment, const Nothrow&) noexcept {
+  return tryAllocate(bytes, std::size_t(alignment));
 }
 void* operator new[](std::size_t bytes) { return ::operator new(bytes); }
-void* operator new[](std::size_t bytes, std::align_val_t alignment) {
-  return ::operator new(bytes, alignment);
-}
-void* operator new[](std::size_t bytes, const std::nothrow_t& none) noexcept {
-  return ::operator new(bytes, none);
+void* operator new[](std::size_t bytes, Alignment alignment) { return ::operator new(bytes, alignment); }
+void* operator new[](std::size_t bytes, const Nothrow& none) noexcept { return ::operator new(bytes, none); }
+void* operator new[](std::size_t bytes, Alignment alignment, const Nothrow& none) noexcept {
+  return ::operator new(bytes, alignment, none);
 }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void* block, Alignment) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t, Alignment) noexcept { std::free(block); }
+void operator delete(void* block, const Nothrow&) noexcept { std::free(block); }
+void operator delete(void* block, Alignment, const Nothrow&) noexcept { std::free(block); }
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::align_val_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, Alignment) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t, Alignment) noexcept { std::free(block); }
+void operator delete[](void* block, const Nothrow&) noexcept { std::free(block); }
+void operator delete[](void* block, Alignment, const Nothrow&) noexcept { std::free(block); }
