@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 constexpr auto kStragglers = 20s;
 
 // A sanitizer keeps freed memory back and shadows all of it, so only what is allocated tells something there.
-constexpr GrowthCheck::Limits kLimits{kFullSpeed ? 8u << 20 : 0, 256u << 10};
+constexpr GrowthCheck::Limits kLimits{kFullSpeed ? 16u << 20 : 0, 256u << 10};
 
 }  // namespace
 

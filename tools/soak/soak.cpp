@@ -73,9 +73,9 @@ class Soak {
     const auto platform = simulation::makeSimulatedPlatform(scenario());
     transport::installVideoPlatform(platform);
     std::vector<std::uint64_t> owed(platform->cameraCount());
-    // A tenth of the time at most, so that short runs have enough lives to compare.
+    // A fifteenth of the time at most, so that short runs have enough lives to compare.
     const auto life = std::min<Clock::duration>(
-        kLongestLife, std::chrono::duration_cast<Clock::duration>(options.minutes * 6s));
+        kLongestLife, std::chrono::duration_cast<Clock::duration>(options.minutes * 4s));
     const auto eachMoment = [this] { tellNowAndThen(); };
     SoakSession(*platform, "calibrated", random, found, dog, totals, owed).run(life, true, eachMoment);
     SoakSession(*platform, "calibrated", random, found, dog, totals, owed).run(life / 4, false, eachMoment);
