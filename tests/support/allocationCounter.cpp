@@ -27,7 +27,21 @@ std::uint64_t allocationCount() { return allocations.load(std::memory_order_rela
 void failAllocation(std::uint64_t number) { untilFailure = number; }
 bool allocationFailed() { return untilFailure == 0; }
 
-// The array and nothrow forms of the standard library come down to these.
+// The standard library's array and nothrow forms come down to these; the sanitizers bring forms of their own,
+// which must not give what these take back.
+void* operator new[](std::size_t bytes) { return operator new(bytes); }
+void* operator new[](std::size_t bytes, std::align_val_t alignment) { return operator new(bytes, alignment); }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(bytes);
+  } catch (...) {
+    return nullptr;
+  }
+}
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
 void* operator new(std::size_t bytes) { return allocate(bytes, alignof(std::max_align_t)); }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return allocate(bytes, static_cast<std::size_t>(alignment));
