@@ -216,12 +216,28 @@ TEST(FlatFieldTables, TwoReferencesMatchThePlainLoop) {
   }
 }
 
-TEST(PolynomialFlatField, UnknownModelsChangeNothing) {
-  const std::vector<ffcPixelPolyfit> coefficients(5, ffcPixelPolyfit{1, 10, 3, 4, 35, 7, 12});
-  std::vector<float> gain(5, -9.0f), offset(5, -9.0f);
-  EXPECT_FALSE(kernels::evaluatePolynomials(coefficients, PolynomialModel::unknown,
-                                            kernels::PolynomialTerms(2.0f), gain, offset));
-  EXPECT_EQ(gain[4], -9.0f);
+TEST(PolynomialFlatField, EveryModelFillsItsPixelsOnly) {
+  const struct {
+    PolynomialModel model;
+    float gain, offset;  // at 2 K; -9 where nothing is written
+  } cases[] = {{PolynomialModel::unknown, -9.0f, -9.0f},
+               {PolynomialModel::linear, 1.0f / 21.0f, 74.0f},
+               {PolynomialModel::quadraticOffset, 1.0f / 21.0f, 102.0f},
+               {PolynomialModel::cubic, 1.0f / 33.0f, 198.0f},
+               {PolynomialModel::logarithmic, 1.0f / 23.0794415f, 78.8520303f}};
+  const std::vector<ffcPixelPolyfit> coefficients(9, ffcPixelPolyfit{1, 10, 3, 4, 35, 7, 12});
+  for (const auto& c : cases) {
+    std::vector<float> gain(10, -9.0f), offset(10, -9.0f);
+    EXPECT_EQ(
+        kernels::evaluatePolynomials(coefficients, c.model, kernels::PolynomialTerms(2.0f), gain, offset),
+        c.model != PolynomialModel::unknown);
+    for (std::size_t i = 0; i < 9; ++i) {
+      EXPECT_FLOAT_EQ(gain[i], c.gain);
+      EXPECT_FLOAT_EQ(offset[i], c.offset);
+    }
+    EXPECT_EQ(gain[9], -9.0f);
+    EXPECT_EQ(offset[9], -9.0f);
+  }
   // Rounded once: in single precision all the way the cube would be 21952702.
   EXPECT_EQ(kernels::PolynomialTerms(280.003f).third, 21952704.0f);
 }

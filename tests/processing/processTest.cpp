@@ -100,6 +100,21 @@ TEST_F(Process, StagesRunInOrder) {
   EXPECT_EQ(mapping.valueTable[35981], 1u);
 }
 
+// What the corrections make of a repaired pixel is repaired again: 1000 - 400 + 1000 here.
+TEST_F(Process, DefectsAreRepairedAfterTheCorrections) {
+  auto& data = camera.processing;
+  data.defects.defectivePixelsCorrection = true;
+  data.defects.list = {{1, 0}};
+  data.manual.sums.allocate(4, 2);
+  std::fill_n(data.manual.sums.data, 8, 1000u * 8);
+  data.manual.sums.data[1] = 400u * 8;
+  data.manual.frames = 8;
+  data.manual.mean = 1000;
+  data.flatField.flatFieldCorrection = true;
+  ASSERT_TRUE(feed({1000, 60000, 1000, 1000, 1000, 1000, 1000, 1000}, 1));
+  EXPECT_EQ(pixels(data.correctedCopy), Levels(8, 1000));
+}
+
 TEST_F(Process, LevelCompensationIsGated) {
   struct Gate {
     bool on, calibrating, shutterRun;

@@ -139,4 +139,14 @@ TEST(StripeKernels, TheMedianIsPlacedWithinItsUnit) {
     EXPECT_FLOAT_EQ(kernels::medianMagnitude(magnitudes), median) << magnitudes.size();
 }
 
+// 32 rows' votes are summed in 16 bits.
+TEST(StripeKernels, GatesEndWhereVotesStillAddUp) {
+  image<unsigned short> picture(8, 8);
+  for (std::size_t i = 0; i < picture.pixelCount(); ++i) picture.data[i] = i % 2 == 0 ? 0 : 65535;
+  Levels sample(kernels::stripeSampleSize(8, 8));
+  const kernels::StepGates gates = kernels::measureColumnGates(picture.view(), sample);
+  EXPECT_EQ(gates.step, 1023);
+  EXPECT_EQ(gates.reach, 1023);
+}
+
 }  // namespace
