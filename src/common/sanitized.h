@@ -12,3 +12,16 @@
 #ifndef OMBRIX_SANITIZED
 #define OMBRIX_SANITIZED 0
 #endif
+
+// OMBRIX_OWN_NEW: 1 where a program may bring an operator new of its own. The thread sanitizer's does not
+// stand back for another.
+#define OMBRIX_OWN_NEW 1
+#if defined(__SANITIZE_THREAD__)
+#undef OMBRIX_OWN_NEW
+#define OMBRIX_OWN_NEW 0
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#undef OMBRIX_OWN_NEW
+#define OMBRIX_OWN_NEW 0
+#endif
+#endif

@@ -25,15 +25,6 @@ void noteOrRefuse(const char* purpose) {
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
 }
 
-std::size_t openFiles() {
-#if defined(__linux__)
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
-#else
-  return 0;
-#endif
-}
-
 /// A backend with one camera.
 struct Backend {
   std::shared_ptr<transport::VideoPlatform> platform;
@@ -62,6 +53,21 @@ std::vector<Backend> backends() {
   return {simulated(), ofKernel()};
 #else
   return {simulated()};
+#endif
+}
+
+}  // namespace
+
+#if OMBRIX_OWN_NEW
+
+namespace {
+
+std::size_t openFiles() {
+#if defined(__linux__)
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+#else
+  return 0;
 #endif
 }
 
@@ -113,6 +119,8 @@ TEST(FaultMatrix, EveryAllocationOfOpeningFailsOnce) {
     EXPECT_EQ(openFiles(), filesBefore);
   }
 }
+
+#endif  // OMBRIX_OWN_NEW
 
 TEST(FaultMatrix, EveryThreadIsRefusedOnce) {
   const struct {

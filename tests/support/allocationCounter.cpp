@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <new>
 
+#if OMBRIX_OWN_NEW
+
 namespace {
 std::atomic<std::uint64_t> allocations{0};
 thread_local std::uint64_t untilFailure = 0;  // allocations until the one that fails, itself included
@@ -35,8 +37,8 @@ std::uint64_t allocationCount() { return allocations.load(std::memory_order_rela
 void failAllocation(std::uint64_t number) { untilFailure = number; }
 bool allocationFailed() { return untilFailure == 0; }
 
-// Every form there is: a sanitizer brings its own of any that is left out, and then sees blocks freed by
-// another than they came from, or does not link.
+// Every form there is: the address sanitizer brings its own of any that is left out, and then sees blocks
+// freed by another than they came from.
 using Alignment = std::align_val_t;
 using Nothrow = std::nothrow_t;
 void* operator new(std::size_t bytes) { return allocate(bytes, alignof(std::max_align_t)); }
@@ -65,3 +67,5 @@ void operator delete[](void* block, Alignment) noexcept { std::free(block); }
 void operator delete[](void* block, std::size_t, Alignment) noexcept { std::free(block); }
 void operator delete[](void* block, const Nothrow&) noexcept { std::free(block); }
 void operator delete[](void* block, Alignment, const Nothrow&) noexcept { std::free(block); }
+
+#endif

@@ -11,7 +11,9 @@
 std::uint64_t allocationCount();
 #endif
 
+#if OMBRIX_OWN_NEW
 /// The `number`-th allocation of the calling thread from now on fails, once; 0: none does.
 void failAllocation(std::uint64_t number);
 /// Whether it has failed already.
 bool allocationFailed();
+#endif
