@@ -156,12 +156,12 @@ const Case kCases[] = {
      "warn latency"},
     {"three of 240 late",
      [](Evidence& e) {
-       for (int i : {1, 2, 3}) e.frames[i].handOverMs = 60.0;
+       for (std::size_t i : {1u, 2u, 3u}) e.frames[i].handOverMs = 60.0;
      },
      "warn latency"},
     {"two of 240 late",
      [](Evidence& e) {
-       for (int i : {1, 2}) e.frames[i].handOverMs = 60.0;
+       for (std::size_t i : {1u, 2u}) e.frames[i].handOverMs = 60.0;
      },
      ""},
     {"late call", [](Evidence& e) { e.waits[1].tookMs = 131.0; }, "warn time-outs"},
