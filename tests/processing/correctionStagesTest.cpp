@@ -160,6 +160,17 @@ TEST_F(CorrectionStages, WeightsAndPairTargetsFollowTheTables) {
   // N alone: at 16, levels double: 16400 - 16400 + 17200.
   data.calibration.ffcFramesToTake = 16;
   EXPECT_EQ(after(applyFlatField, 16400), 17200);
+  // With one table by how much it moves each pixel is kept, too.
+  flatField.twoTableFFC = false;
+  data.calibration.ffcFramesToTake = 32;
+  const int kept = after(applyFlatField, kRaw);
+  data.calibration.ffcCalibrating = true;
+  after(applyFlatField, kRaw);
+  fill(data.slot0Low(), 8300u * 32);
+  data.calibration.ffcCalibrating = false;
+  EXPECT_EQ(after(applyFlatField, kRaw), kept - 100);
+  flatField.ffcMean += 7;
+  EXPECT_EQ(after(applyFlatField, kRaw), kept - 93);
 }
 
 // 65 K above the range's start in front of 25 degC, 250 levels per kelvin. What the correction keeps of the
