@@ -38,6 +38,8 @@ TEST(Opening, SendsTheCommandsOfTheModelInOrder) {
     for (std::size_t i = 0; i < 3; ++i) {
       const Ombrix camera(static_cast<int>(i));
       std::vector<std::string> expected = goldenLines(files[i]);
+      // Opening begins with what comes up to the part number; the kernel test goes on with the setters.
+      expected.erase(std::find(expected.begin(), expected.end(), "GET 6 32") + 1, expected.end());
       // Only the raw video mode remains of the start-up list.
       if (bypassed && i == 0) expected.erase(expected.begin() + 2, expected.begin() + 16);
       std::vector<std::string> sent = traffic(rig.platform->camera(i));
