@@ -11,16 +11,9 @@
 #include <string_view>
 
 #include "bench/Timings.h"
-#include "core/logger.h"
+#include "tools/common/session.h"
 
 namespace {
-
-/// Standard output is the report's. Logger and settings start once per measurement; that they are there
-/// already is no news.
-void showLogLine(std::string_view line) {
-  if (line.find("already") != std::string_view::npos) return;
-  std::fwrite(line.data(), 1, line.size(), stderr);
-}
 
 bool takeDryRun(int& argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
@@ -38,7 +31,10 @@ int main(int argc, char** argv) {
   bench::dryRun = takeDryRun(argc, argv);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  logger::setConsoleSink(showLogLine);
+  // Standard output is the report's. Logger and settings start once per measurement; that they are there
+  // already is no news.
+  tools::logToStandardError();
+  tools::leaveOutOfLog("already");
   bench::registerFrames();
   bench::registerKernels();
 #ifdef OMBRIX_BENCH_OPENCV

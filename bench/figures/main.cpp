@@ -10,15 +10,9 @@
 #include <vector>
 
 #include "bench/figures/measurements.h"
-#include "core/logger.h"
+#include "tools/common/session.h"
 
 namespace {
-
-/// Standard output is the report's. The SDK starts once per measurement; that the logger is there is no news.
-void showLogLine(std::string_view line) {
-  if (line.find("already been initialized") != std::string_view::npos) return;
-  std::fwrite(line.data(), 1, line.size(), stderr);
-}
 
 void measure(const std::string& name, double seconds, nlohmann::json& figures) {
   using bench::Setup;
@@ -43,7 +37,10 @@ int main(int argc, char** argv) {
           CLI::IsMember({"live", "live-default", "cameras", "cameras-default", "pool", "memory", "start"}));
   app.add_option("--seconds", seconds, "how long each stream is watched")->check(CLI::Range(0.05, 600.0));
   CLI11_PARSE(app, argc, argv);
-  logger::setConsoleSink(showLogLine);
+  // Standard output is the report's. The SDK starts once per measurement; that the logger is there is no
+  // news.
+  tools::logToStandardError();
+  tools::leaveOutOfLog("already been initialized");
   try {
     nlohmann::json report;
     for (const std::string& name : names) measure(name, seconds, report["figures"]);
