@@ -15,6 +15,7 @@
 #include "tools/common/progressLine.h"
 #include "tools/common/session.h"
 #include "tools/common/stageFigures.h"
+#include "tools/ombrix/ClosedShutter.h"
 #include "tools/ombrix/commands.h"
 #include "tools/ombrix/controls.h"
 
@@ -22,20 +23,7 @@ namespace tools {
 namespace {
 
 constexpr int kFrameTimeoutMs = 2000;
-constexpr unsigned kSettlingFrames = 24;  // until the shutter has moved and the stripe removal has followed
 constexpr unsigned kResidualFrames = 16;
-
-/// A camera that looks at its closed shutter; it is opened again in any case.
-class ClosedShutter {
- public:
-  explicit ClosedShutter(Ombrix& openedCamera) : camera(openedCamera) { camera.closeShutter(); }
-  ~ClosedShutter() { camera.openShutter(); }
-  ClosedShutter(const ClosedShutter&) = delete;
-  ClosedShutter& operator=(const ClosedShutter&) = delete;
-
- private:
-  Ombrix& camera;
-};
 
 class Calibration {
  public:
@@ -57,7 +45,7 @@ class Calibration {
 
   /// What is left of the fixed pattern, from the mean of some frames.
   StageFigures residual() {
-    for (unsigned i = 0; i < kSettlingFrames; ++i) next();
+    for (unsigned i = 0; i < kShutterSettlingFrames; ++i) next();
     StageRecorder recorder(levels.size());
     for (unsigned i = 0; i < kResidualFrames; ++i) {
       next();

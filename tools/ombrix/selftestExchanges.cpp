@@ -6,6 +6,7 @@
 
 #include "acquisition/transport/UVCConnection.h"
 #include "tools/common/selftestChecks.h"
+#include "tools/ombrix/ClosedShutter.h"
 #include "tools/ombrix/SelftestRun.h"
 
 namespace tools {
@@ -13,21 +14,8 @@ namespace {
 
 constexpr unsigned kReadOuts = 8;
 constexpr auto kRegisterPatience = std::chrono::seconds(3);
-constexpr unsigned kSettlingFrames = 24;  // until the shutter has moved and the stripe removal has followed
-constexpr unsigned kMeanFrames = 16;      // of a picture
+constexpr unsigned kMeanFrames = 16;  // of a picture
 constexpr int kRunFrames = 16;
-
-/// Opened again in any case.
-class ClosedShutter {
- public:
-  explicit ClosedShutter(Ombrix& openedCamera) : camera(openedCamera) { camera.closeShutter(); }
-  ~ClosedShutter() { camera.openShutter(); }
-  ClosedShutter(const ClosedShutter&) = delete;
-  ClosedShutter& operator=(const ClosedShutter&) = delete;
-
- private:
-  Ombrix& camera;
-};
 
 }  // namespace
 
@@ -121,7 +109,7 @@ void SelftestRun::runShutter() {
   std::vector<double> earlier, open, closed, corrected;
   double noise = 0.0;
   const auto skipSome = [&] {
-    for (unsigned i = 0; i < kSettlingFrames; ++i) {
+    for (unsigned i = 0; i < kShutterSettlingFrames; ++i) {
       if (!next()) return false;
     }
     return true;
