@@ -189,7 +189,8 @@ void SoakSession::followUp(std::size_t index) {
     camera.unplugged = false;
   }
   if (camera.state != State::flowing || dog.unhindered() - camera.advanced < kSilence) return;
-  found.add(format("camera {:d} stopped for good: nothing for {:d} s", index, kSilence / 1s));
+  found.add(format("camera {:d} stopped for good: nothing for {:d} s, last fault '{:s}'", index, kSilence / 1s,
+                   camera.lastFault));
   camera.state = State::lost;
 }
 
@@ -241,6 +242,7 @@ void SoakSession::steer() {
 }
 
 void SoakSession::apply(std::size_t index, const std::string& fault) {
+  cameras[index].lastFault = fault;
   const std::string reason = platform.camera(index).apply(fault);
   if (!reason.empty()) found.add(format("fault '{:s}' is none: {:s}", fault, reason));
 }

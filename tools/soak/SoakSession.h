@@ -51,6 +51,7 @@ class SoakSession {
     Clock::time_point advanced;  ///< when `processed` last rose, or the state changed; Watchdog::unhindered
     Clock::time_point until;     ///< stalled: resumes; lost by unplugging: is plugged in again
     bool unplugged = false;
+    std::string lastFault = "none";
   };
 
   void open();
