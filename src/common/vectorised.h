@@ -26,4 +26,14 @@
 #define OMBRIX_VECTORISED
 #endif
 
+// Before a loop that reads and writes place by place, possibly in the same memory: no round depends on
+// another.
+#if defined(__clang__)
+#define OMBRIX_INDEPENDENT_ROUNDS _Pragma("clang loop vectorize(assume_safety)")
+#elif defined(__GNUC__)
+#define OMBRIX_INDEPENDENT_ROUNDS _Pragma("GCC ivdep")
+#else
+#define OMBRIX_INDEPENDENT_ROUNDS
+#endif
+
 #define OMBRIX_INLINE [[gnu::always_inline]] inline
