@@ -193,7 +193,7 @@ void Core::workerThreadProc() {
 void Core::processThreadProc(processThreadData data) {
   logger::debug(kEntered, LOG_HERE);
   imageAcquisition& camera = *data.acquisition;
-  if (!camera.waitImage(camera.processing.rawImage, 0)) return;
+  if (!camera.takeImage()) return;
   if (workerRunningFlag && wantsFrames(camera)) {
     camera.listPosition = data.position;
     Published published;
