@@ -48,8 +48,8 @@ std::string fontFile(const std::string& dataDirectory, const std::string& name) 
   if (isThere(given)) return given;
   const std::string own = libraryDirectory();
   if (own.empty()) return given;
-  for (const char* fonts : kOwnFonts) {
-    const std::string path = format("{:s}/{:s}/{:s}.bff", own, fonts, name);
+  for (const char* place : kOwnFonts) {
+    const std::string path = format("{:s}/{:s}/{:s}.bff", own, place, name);
     if (isThere(path)) return path;
   }
   return given;
