@@ -148,6 +148,11 @@ TEST(Interpolation, OnlyLanczosStaysWithinItsWindow) {
   EXPECT_EQ(range(3), (std::pair<std::uint16_t, std::uint16_t>(100, 900)));
   EXPECT_LT(range(2).first, 90);
   EXPECT_GT(range(2).second, 910);
+  // Half-way between the outermost two it sees four pixels, not the 900 behind them.
+  const Levels edges{500, 500, 400, 500, 900, 900, 900, 900, 500, 400, 500, 500};
+  const Levels shown = zoomed(pictureOf({12, 1}, edges), 1.1f, 3);
+  EXPECT_EQ(shown.front(), 500);
+  EXPECT_EQ(shown.back(), 500);
   // A sine of eight pixels per period comes out as one: rows, columns and phase are right.
   Picture wave(64, 48);
   const auto sine = [](double x, double y) { return 30000.0 + 10000.0 * std::sin((x + y) * 0.785398163); };
