@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <set>
 #include <vector>
 
 #include "acquisition/imageAcquisition.h"
@@ -150,21 +149,6 @@ TEST(Target, IsReadAsTheTurnedPictureShowsIt) {
     EXPECT_EQ(levels[0], c.first) << c.degrees;
     EXPECT_EQ(levels[1], c.second) << c.degrees;
     EXPECT_EQ(levels[80], c.last) << c.degrees;
-  }
-}
-
-TEST(Target, SmallPicturesLendTheirEdges) {
-  for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {8, 9}, {9, 8}, {200, 3}, {2, 90}}) {
-    image<unsigned short> picture(static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height));
-    for (std::size_t i = 0; i < picture.pixelCount(); ++i)
-      picture.data[i] = static_cast<std::uint16_t>(i + 1);
-    for (const float degrees : {0.0f, 90.0f, 180.0f, 270.0f}) {
-      const auto levels = kernels::readTarget(picture.view(), degrees);
-      const std::set<float> distinct(levels.begin(), levels.end());
-      EXPECT_GE(*distinct.begin(), 1.0f);
-      EXPECT_LE(*distinct.rbegin(), static_cast<float>(picture.pixelCount()));
-      EXPECT_LE(distinct.size(), picture.pixelCount());
-    }
   }
 }
 
