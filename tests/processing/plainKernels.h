@@ -69,20 +69,17 @@ Levels filtered(const Picture& in, float sigma);
 float noiseSigma(const Picture& in);
 
 // Stripes. Offsets and votes: 8 segments, each with one value per column or row.
-float median(Levels magnitudes);
-struct Gates {
-  int step = 0, reach = 0;
-};
-Gates columnGates(const Picture& in);
-Gates rowGates(const Picture& in);
+Levels columnGates(const Picture& in);  ///< step, reach
+Levels rowGates(const Picture& in);     ///< offset, reach
 struct Votes {
   std::vector<std::int32_t> sums, voters;
 };
-Votes columnVotes(const Picture& in, Gates gates);
+Votes columnVotes(const Picture& in, int step, int reach);
 Floats columnOffsets(const Votes& votes, const Picture& in);
-Floats rowOffsets(const Picture& in, Gates gates);
+Floats rowOffsets(const Picture& in, int offset, int reach);
 /// Of each column (row) what six of eight segments agree on.
 Floats agreed(const Floats& offsets, std::size_t stripes, float removed, float limit);
-std::uint16_t shiftedBack(int level, float offset);
+/// The offsets, rounded, taken from columns or rows. What is no number moves nothing.
+Levels withoutStripes(const Picture& in, const Floats& offsets, bool columns);
 
 }  // namespace plain
