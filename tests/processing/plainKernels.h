@@ -40,16 +40,13 @@ Levels gainAndOffset(const Levels& raw, const Floats& gain, const Floats& offset
                      float rangeSpanK);
 
 // Statistics and gain control.
-struct Statistics {
-  std::uint16_t low = 65535, high = 0, mean = 0;
-  std::uint32_t lowX = 0, lowY = 0, highX = 0, highY = 0;  ///< first occurrence
-};
-Statistics statistics(const Picture& picture);
+std::uint16_t mean(const Levels& levels);
 Counts counted(const Levels& levels);
 Counts withoutGaps(Counts counts);
 Levels through(const Levels& table, Levels levels);
 Levels shifted(Levels levels, int offset);
 Levels mapped(Levels levels, int low, int high);
+/// Of a histogram that is not empty.
 Levels gainTable(const Counts& histogram, int low, int high, float weight, int steepest);
 Floats contrast(const Counts& counts, std::size_t pixels, float clipFraction);
 
