@@ -361,6 +361,12 @@ TEST(PlainReference, OfLevelShiftAndLinearMapping) {
           kernels::shiftLevels(rows, shift);
           kernels::mapLinear(rows, first, last);
         });
+        if (low <= high) {  // from one picture to the other, as frames go
+          c.renew();
+          kernels::shiftLevels(c.work.view(), c.out.view(), shift);
+          kernels::mapLinear(c.out.view(), c.work.view(), low, high);
+          c.same(c.all().pixels(), expected);
+        }
         kernels::countShifted(ConstLevelCounts{histogram}, shift, LevelCounts{counts});
         kernels::countLinear(ConstLevelCounts{histogram}, shift, low, high, LevelCounts{counts});
         c.same(counts, plain::counted(expected));
