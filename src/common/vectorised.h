@@ -33,9 +33,8 @@
 
 // Before a loop that reads and writes place by place, possibly in the same memory: no round depends on
 // another.
-#if defined(__clang__)
-#define OMBRIX_INDEPENDENT_ROUNDS _Pragma("clang loop vectorize(assume_safety)")
-#elif defined(__GNUC__)
+// Clang takes its own form as an order, and complains where it does not vectorise.
+#if defined(__GNUC__) && !defined(__clang__)
 #define OMBRIX_INDEPENDENT_ROUNDS _Pragma("GCC ivdep")
 #else
 #define OMBRIX_INDEPENDENT_ROUNDS

@@ -6,6 +6,7 @@
 
 #include "common/image.h"
 #include "processing/StageClock.h"
+#include "processing/kernels/demonstrations.h"
 #include "processing/kernels/frameMeasurement.h"
 #include "processing/kernels/linearMapping.h"
 
@@ -38,6 +39,13 @@ TEST(LinearMapping, BoundsMapToTheEndsForEverySpan) {
     kernels::mapLinear({ends, 2, 1}, 0, high);
     EXPECT_TRUE(ends[0] == 0 && ends[1] == 65535) << span;
   }
+}
+
+TEST(Demonstrations, LeftHalfLeavesTheMiddleColumnOfAnOddWidth) {
+  const std::uint16_t left[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+  std::vector<std::uint16_t> picture(10, 90);
+  kernels::showLeftHalf({left, 5, 2}, {picture.data(), 5, 2});
+  EXPECT_EQ(picture, (std::vector<std::uint16_t>{1, 2, 90, 90, 90, 6, 7, 90, 90, 90}));
 }
 
 TEST(StageClock, CountsWholeMicroseconds) {

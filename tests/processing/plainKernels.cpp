@@ -48,22 +48,10 @@ Levels gainAndOffset(const Levels& raw, const Floats& gain, const Floats& offset
   return out;
 }
 
-Statistics statistics(const Picture& picture) {
-  Statistics s;
-  s.low = s.high = picture.levels[0];
+std::uint16_t mean(const Levels& levels) {
   float sum = 0.0f;
-  for (int y = 0; y < picture.height; ++y) {
-    for (int x = 0; x < picture.width; ++x) {
-      const auto level = static_cast<std::uint16_t>(picture.at(x, y));
-      if (level < s.low)
-        s.low = level, s.lowX = static_cast<std::uint32_t>(x), s.lowY = static_cast<std::uint32_t>(y);
-      if (level > s.high)
-        s.high = level, s.highX = static_cast<std::uint32_t>(x), s.highY = static_cast<std::uint32_t>(y);
-      sum += static_cast<float>(level);
-    }
-  }
-  s.mean = static_cast<std::uint16_t>(sum / static_cast<float>(picture.levels.size()));
-  return s;
+  for (const std::uint16_t level : levels) sum += static_cast<float>(level);
+  return static_cast<std::uint16_t>(sum / static_cast<float>(levels.size()));
 }
 
 Counts counted(const Levels& levels) {
@@ -108,69 +96,62 @@ Levels gainTable(const Counts& histogram, int low, int high, float weight, int s
   const double slope = span == 0 ? 0.0 : std::min(65535.0 / span, steep);
   const double lowest = std::max(65535.0 - slope * span, 0.0) / 2.0;
 
-  std::vector<double> equalised(kAllLevels);
-  if (pixels != 0) {
-    // All but 1/512 of the pixels at either end, in at most 1024 bins.
-    int first = -1, last = 65536;
-    for (std::uint64_t passed = 0; passed <= pixels / 512;)
-      passed += histogram[static_cast<std::size_t>(++first)];
-    for (std::uint64_t passed = 0; passed <= pixels / 512;)
-      passed += histogram[static_cast<std::size_t>(--last)];
-    const int size = (last - first) / 1024 + 1, bins = (last - first) / size + 1;
-    std::vector<std::uint64_t> counts(static_cast<std::size_t>(bins));
-    std::vector<double> width(counts.size()), rise(counts.size());
-    std::uint64_t inside = 0;
-    for (int level = first; level <= last; ++level) {
-      const auto bin = static_cast<std::size_t>((level - first) / size);
-      counts[bin] += histogram[static_cast<std::size_t>(level)];
-      inside += histogram[static_cast<std::size_t>(level)];
-      width[bin] += 1.0;
-    }
-    const auto empty = static_cast<std::uint64_t>(std::count(counts.begin(), counts.end(), 0u));
-    const std::uint64_t plateau = std::max<std::uint64_t>(3 * inside / (counts.size() - empty), 1);
-    std::uint64_t clipped = 0;
-    for (auto& count : counts) clipped += count = std::min(count, plateau);
-    for (std::size_t b = 0; b < rise.size(); ++b)
-      rise[b] = 65535.0 * static_cast<double>(counts[b]) / static_cast<double>(clipped);
-    // What the limit takes is given to those that have not reached it, by their levels, in four rounds.
-    double left = 0.0;
-    for (int round = 0; round <= 4; ++round) {
-      double room = 0.0;
-      left = 65535.0;
-      for (std::size_t b = 0; b < rise.size(); ++b) {
-        if (rise[b] < steep * width[b]) room += width[b];
-        rise[b] = std::min(rise[b], steep * width[b]);
-        left -= rise[b];
-      }
-      for (std::size_t b = 0; b < rise.size() && round < 4 && room > 0.0; ++b) {
-        if (rise[b] < steep * width[b]) rise[b] += left / room * width[b];
-      }
-    }
-    left = std::max(left, 0.0);
-    // Half of the rest to each tail, and what one has no use for to the other.
-    const int begin = std::min(low, first), end = std::max(high, last) + 1;
-    const double lowRoom = steep * (first - begin), highRoom = steep * (end - 1 - last);
-    const double lowTail = std::min(lowRoom, std::max(left / 2.0, left - highRoom));
-    const double highTail = std::min(highRoom, left - lowTail);
-    double base = (left - lowTail - highTail) / 2.0;
-    std::fill(equalised.begin(), equalised.begin() + begin, base);
-    int at = begin;
-    const auto append = [&](int levels, double total) {
-      for (int i = 0; i < levels; ++i, ++at)
-        equalised[static_cast<std::size_t>(at)] = base + total * (i + 0.5) / levels;
-      base += total;
-    };
-    append(first - begin, lowTail);
-    for (std::size_t b = 0; b < rise.size(); ++b) append(static_cast<int>(width[b]), rise[b]);
-    append(end - 1 - last, highTail);
-    std::fill(equalised.begin() + at, equalised.end(), base);
+  const auto count = [&](int level) { return histogram[static_cast<std::size_t>(level)]; };
+  std::vector<double> equalised;
+  // All but 1/512 of the pixels at either end, in at most 1024 bins.
+  int first = -1, last = 65536;
+  for (std::uint64_t passed = 0; passed <= pixels / 512;) passed += count(++first);
+  for (std::uint64_t passed = 0; passed <= pixels / 512;) passed += count(--last);
+  const int size = (last - first) / 1024 + 1, bins = (last - first) / size + 1;
+  std::vector<std::uint64_t> counts(static_cast<std::size_t>(bins));
+  std::vector<double> width(counts.size()), rise(counts.size());
+  std::uint64_t inside = 0;
+  for (int level = first; level <= last; ++level) {
+    const auto bin = static_cast<std::size_t>((level - first) / size);
+    counts[bin] += count(level), inside += count(level);
+    width[bin] += 1.0;
   }
+  const auto empty = static_cast<std::uint64_t>(std::count(counts.begin(), counts.end(), 0u));
+  const std::uint64_t plateau = std::max<std::uint64_t>(3 * inside / (counts.size() - empty), 1);
+  std::uint64_t clipped = 0;
+  for (auto& part : counts) clipped += part = std::min(part, plateau);
+  for (std::size_t b = 0; b < rise.size(); ++b)
+    rise[b] = 65535.0 * static_cast<double>(counts[b]) / static_cast<double>(clipped);
+  // What the limit takes is given to those that have not reached it, by their levels, in four rounds.
+  double left = 0.0;
+  for (int round = 0; round <= 4; ++round) {
+    double room = 0.0;
+    left = 65535.0;
+    for (std::size_t b = 0; b < rise.size(); ++b) {
+      if (rise[b] < steep * width[b]) room += width[b];
+      rise[b] = std::min(rise[b], steep * width[b]);
+      left -= rise[b];
+    }
+    for (std::size_t b = 0; b < rise.size() && round < 4 && room > 0.0; ++b) {
+      if (rise[b] < steep * width[b]) rise[b] += left / room * width[b];
+    }
+  }
+  left = std::max(left, 0.0);
+  // Half of the rest to each tail, and what one has no use for to the other.
+  const int begin = std::min(low, first), end = std::max(high, last) + 1;
+  const double lowRoom = steep * (first - begin), highRoom = steep * (end - 1 - last);
+  const double lowTail = std::min(lowRoom, std::max(left / 2.0, left - highRoom));
+  const double highTail = std::min(highRoom, left - lowTail);
+  double base = (left - lowTail - highTail) / 2.0;
+  const auto append = [&](int levels, double total) {
+    for (int i = 0; i < levels; ++i) equalised.push_back(base + total * (i + 0.5) / levels);
+    base += total;
+  };
+  append(begin, 0.0);
+  append(first - begin, lowTail);
+  for (std::size_t b = 0; b < rise.size(); ++b) append(static_cast<int>(width[b]), rise[b]);
+  append(end - 1 - last, highTail);
+  equalised.resize(kAllLevels, base);
 
   Levels table;
   for (int level = 0; level < 65536; ++level) {
     const double linear = lowest + slope * std::clamp(level - low, 0, span);
-    const double share = pixels == 0 ? 0.0 : w;
-    const double mixed = linear * (1.0 - share) + equalised[static_cast<std::size_t>(level)] * share;
+    const double mixed = linear * (1.0 - w) + equalised[static_cast<std::size_t>(level)] * w;
     table.push_back(static_cast<std::uint16_t>(mixed + 1e-6));
   }
   return table;

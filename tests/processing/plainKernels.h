@@ -40,16 +40,13 @@ Levels gainAndOffset(const Levels& raw, const Floats& gain, const Floats& offset
                      float rangeSpanK);
 
 // Statistics and gain control.
-struct Statistics {
-  std::uint16_t low = 65535, high = 0, mean = 0;
-  std::uint32_t lowX = 0, lowY = 0, highX = 0, highY = 0;  ///< first occurrence
-};
-Statistics statistics(const Picture& picture);
+std::uint16_t mean(const Levels& levels);
 Counts counted(const Levels& levels);
 Counts withoutGaps(Counts counts);
 Levels through(const Levels& table, Levels levels);
 Levels shifted(Levels levels, int offset);
 Levels mapped(Levels levels, int low, int high);
+/// Of a histogram that is not empty.
 Levels gainTable(const Counts& histogram, int low, int high, float weight, int steepest);
 Floats contrast(const Counts& counts, std::size_t pixels, float clipFraction);
 
@@ -69,20 +66,17 @@ Levels filtered(const Picture& in, float sigma);
 float noiseSigma(const Picture& in);
 
 // Stripes. Offsets and votes: 8 segments, each with one value per column or row.
-float median(Levels magnitudes);
-struct Gates {
-  int step = 0, reach = 0;
-};
-Gates columnGates(const Picture& in);
-Gates rowGates(const Picture& in);
+Levels columnGates(const Picture& in);  ///< step, reach
+Levels rowGates(const Picture& in);     ///< offset, reach
 struct Votes {
   std::vector<std::int32_t> sums, voters;
 };
-Votes columnVotes(const Picture& in, Gates gates);
+Votes columnVotes(const Picture& in, int step, int reach);
 Floats columnOffsets(const Votes& votes, const Picture& in);
-Floats rowOffsets(const Picture& in, Gates gates);
+Floats rowOffsets(const Picture& in, int offset, int reach);
 /// Of each column (row) what six of eight segments agree on.
 Floats agreed(const Floats& offsets, std::size_t stripes, float removed, float limit);
-std::uint16_t shiftedBack(int level, float offset);
+/// The offsets, rounded, taken from columns or rows. What is no number moves nothing.
+Levels withoutStripes(const Picture& in, const Floats& offsets, bool columns);
 
 }  // namespace plain

@@ -69,6 +69,8 @@ float weigh(const std::map<int, double>& weights, bool limit, ValueAt valueAt) {
 }  // namespace
 
 Levels interpolated(const Picture& in, float zoom, int method) {
+  std::vector<std::map<int, double>> columns;
+  for (int x = 0; x < in.width; ++x) columns.push_back(weightsOf(x, in.width, double{zoom}, method));
   Levels out;
   for (int y = 0; y < in.height; ++y) {
     const auto rows = weightsOf(y, in.height, double{zoom}, method);
@@ -76,9 +78,9 @@ Levels interpolated(const Picture& in, float zoom, int method) {
     for (int x = 0; x < in.width; ++x) {
       line.push_back(weigh(rows, method == 3, [&](int row) { return static_cast<float>(in.at(x, row)); }));
     }
-    for (int x = 0; x < in.width; ++x) {
-      const float level = weigh(weightsOf(x, in.width, double{zoom}, method), method == 3,
-                                [&](int column) { return line[static_cast<std::size_t>(column)]; });
+    for (const auto& column : columns) {
+      const float level =
+          weigh(column, method == 3, [&](int x) { return line[static_cast<std::size_t>(x)]; });
       out.push_back(limited(std::clamp(level, 0.0f, 65535.0f) + 0.5f));
     }
   }

@@ -17,9 +17,7 @@ Range segmentOf(int segment, int length) {
   return {segment * length / kSegments, (segment + 1) * length / kSegments};
 }
 
-int clippedGate(float gate, float least, float most) {
-  return static_cast<int>(std::clamp(gate, least, most));
-}
+std::uint16_t gate(float levels, float least, float most) { return limited(std::clamp(levels, least, most)); }
 
 /// The rows a row is compared with.
 std::array<int, 4> around(int y, int height) {
@@ -52,8 +50,6 @@ Floats withoutTrend(const Floats& profile) {
   return out;
 }
 
-}  // namespace
-
 float median(Levels magnitudes) {
   if (magnitudes.empty()) return 0.0f;
   std::sort(magnitudes.begin(), magnitudes.end());
@@ -65,7 +61,9 @@ float median(Levels magnitudes) {
   return middle == 0 ? 0.5f * share : static_cast<float>(middle) - 0.5f + share;
 }
 
-Gates columnGates(const Picture& in) {
+}  // namespace
+
+Levels columnGates(const Picture& in) {
   Levels steps;
   const int rows = std::min(in.height, 32);
   for (int i = 0; i < rows; ++i) {
@@ -74,10 +72,10 @@ Gates columnGates(const Picture& in) {
       steps.push_back(static_cast<std::uint16_t>(std::abs(in.at(x, y) - in.at(x - 1, y))));
   }
   const float step = 4.0f * 1.4826f * median(steps);
-  return {clippedGate(step, 0.0f, 1023.0f), clippedGate(0.75f * step, 0.0f, 1023.0f)};
+  return {gate(step, 0.0f, 1023.0f), gate(0.75f * step, 0.0f, 1023.0f)};
 }
 
-Gates rowGates(const Picture& in) {
+Levels rowGates(const Picture& in) {
   if (in.height < 5) return {1, 1};
   Levels quarters;
   const int rows = std::min(in.height, 32);
@@ -90,10 +88,10 @@ Gates rowGates(const Picture& in) {
     }
   }
   const float step = 0.25f * 4.0f * 1.4826f * median(quarters);
-  return {clippedGate(step, 1.0f, 8190.0f), clippedGate(0.4f * step, 1.0f, 8190.0f)};
+  return {gate(step, 1.0f, 8190.0f), gate(0.4f * step, 1.0f, 8190.0f)};
 }
 
-Votes columnVotes(const Picture& in, Gates gates) {
+Votes columnVotes(const Picture& in, int step, int reach) {
   Votes votes;
   for (int s = 0; s < kSegments; ++s) {
     const Range rows = segmentOf(s, in.height);
@@ -102,9 +100,9 @@ Votes columnVotes(const Picture& in, Gates gates) {
       for (int y = rows.first; y < rows.end && x > 0 && in.width >= 17; ++y) {
         const int before = in.edge(x - 4, y), left = in.at(x - 1, y), here = in.at(x, y),
                   after = in.edge(x + 3, y);
-        const bool level = std::abs(after - before) <= gates.reach &&
-                           std::abs(here - before) <= gates.reach && std::abs(after - left) <= gates.reach;
-        if (std::abs(here - left) <= gates.step && level) sum += here - left, ++voters;
+        const bool level = std::abs(after - before) <= reach && std::abs(here - before) <= reach &&
+                           std::abs(after - left) <= reach;
+        if (std::abs(here - left) <= step && level) sum += here - left, ++voters;
       }
       votes.sums.push_back(sum);
       votes.voters.push_back(voters);
@@ -131,7 +129,7 @@ Floats columnOffsets(const Votes& votes, const Picture& in) {
   return offsets;
 }
 
-Floats rowOffsets(const Picture& in, Gates gates) {
+Floats rowOffsets(const Picture& in, int offset, int reach) {
   Floats offsets;
   for (int s = 0; s < kSegments; ++s) {
     const Range columns = segmentOf(s, in.width);
@@ -141,8 +139,8 @@ Floats rowOffsets(const Picture& in, Gates gates) {
         const auto rows = around(y, in.height);
         const int a = in.at(x, rows[0]), b = in.at(x, rows[1]), c = in.at(x, rows[2]), d = in.at(x, rows[3]);
         const int before = (a + b + 1) / 2, after = (c + d + 1) / 2;
-        if (std::abs(in.at(x, y) - (before + after + 1) / 2) > gates.step) continue;
-        if (std::abs(before - after) > gates.reach) continue;
+        if (std::abs(in.at(x, y) - (before + after + 1) / 2) > offset) continue;
+        if (std::abs(before - after) > reach) continue;
         sum += 4 * in.at(x, y) - a - b - c - d;
         ++voters;
       }
@@ -168,10 +166,16 @@ Floats agreed(const Floats& offsets, std::size_t stripes, float removed, float l
   return out;
 }
 
-std::uint16_t shiftedBack(int level, float offset) {
-  if (std::isnan(offset)) return limited(static_cast<long long>(level));
-  const auto size = static_cast<long long>(std::min(std::abs(offset), 65535.0f) + 0.5f);
-  return limited(offset < 0.0f ? level + size : level - size);
+Levels withoutStripes(const Picture& in, const Floats& offsets, bool columns) {
+  Levels out;
+  for (int i = 0; i < in.width * in.height; ++i) {
+    const float offset = offsets[static_cast<std::size_t>(columns ? i % in.width : i / in.width)];
+    const float size = std::isnan(offset) ? 0.0f : std::min(std::abs(offset), 65535.0f);
+    const int whole = static_cast<int>(size + 0.5f);
+    const long long level = in.levels[static_cast<std::size_t>(i)];
+    out.push_back(limited(offset < 0.0f ? level + whole : level - whole));
+  }
+  return out;
 }
 
 }  // namespace plain

@@ -49,13 +49,14 @@ void weighRows(ImageView<const std::uint16_t> in, const AxisWeights& rows, std::
   }
 }
 
-/// Output columns first .. end - 1 of kLanes rows. mixed: pixel x of lane r at x * kLanes + r.
-template <std::uint32_t taps, bool limited>
+/// Output columns first .. end - 1 of kLanes rows. mixed: pixel x of lane r at x * kLanes + r. stride:
+/// weights per output column; the loop is faster where it is a constant.
+template <std::uint32_t taps, bool limited, typename Stride>
 void weighColumns(const float* mixed, const AxisWeights& columns, std::uint32_t first, std::uint32_t end,
-                  const LanePointers& out) {
+                  Stride stride, const LanePointers& out) {
   for (std::uint32_t x = first; x < end; ++x) {
     const float* const values = mixed + std::size_t{columns.first[x]} * kLanes;
-    const float* const weights = columns.weights.data() + std::size_t{x} * columns.taps;
+    const float* const weights = columns.weights.data() + std::size_t{x} * stride;
     std::array<std::int32_t, kLanes> levels;
     for (std::uint32_t r = 0; r < kLanes; ++r) {
       const float sum =
@@ -123,7 +124,10 @@ void interpolateRows(ImageView<const std::uint16_t> in, ImageView<std::uint16_t>
       const std::uint32_t count = columns.count[x];
       while (next < out.width && columns.count[next] == count) ++next;
       withTaps(count, [&](auto taps) {
-        weighColumns<decltype(taps)::value, limited>(mixed, columns, x, next, target);
+        const auto run = [&](auto stride) {
+          weighColumns<decltype(taps)::value, limited>(mixed, columns, x, next, stride, target);
+        };
+        count == columns.taps ? run(taps) : run(columns.taps);
       });
     }
   }
