@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "acquisition/imageAcquisition.h"
+#include "calibration/ffcFile.h"
 #include "core/frameMutex.h"
 #include "tools/common/defaultCalibration.h"
 
@@ -27,6 +28,12 @@ void useLinearSetup(int handle, Ombrix& camera) {
   FairLock lock(frameMutex);
   data.destriping.columnDestripingPasses = data.destriping.rowDestripingPasses = 0;
   data.output.spatialFiltering = false;
+  // Corrected as the peers do it: by one of the loaded tables.
+  data.flatField.twoTableFFC = false;
+  data.flatField.ffcMode = 0;
+  data.flatField.ffcMean =
+      static_cast<std::uint32_t>(getFFCMean(data.ffcAccumulator, data.calibration.ffcFramesToTake));
+  data.radiometry.radiometricCorrection = false;
 }
 
 }  // namespace

@@ -6,7 +6,7 @@ namespace bench {
 
 /// How the cameras are set while they are measured.
 enum class Setup {
-  Linear,  ///< linear gain control, temporal filter; no destriping, no spatial filter
+  Linear,  ///< one flat-field table, linear gain control, temporal filter; no destriping, no spatial filter
   Default  ///< as they come
 };
 

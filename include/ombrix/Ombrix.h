@@ -52,6 +52,7 @@ class OMBRIX_EXPORT Ombrix {
   Ombrix(const int& handle = 0, const std::string& dataPath = std::string());
   /// The copy refers to the same camera and starts with the original's last frame numbers.
   Ombrix(const Ombrix& other);
+  /// As the copy constructor: from here on this object refers to the other's camera.
   Ombrix& operator=(const Ombrix& other);
   virtual ~Ombrix();
 
@@ -88,17 +89,21 @@ class OMBRIX_EXPORT Ombrix {
   /// Free-run (the state after opening): every frame is delivered. Off: each delivery waits for a new sensor
   /// temperature or a software trigger. Process-wide: it switches all cameras, this one's pairing included.
   void setFreeRun(const bool& on);
+  /// True while free-run is on; false for an unknown handle, too.
   bool getFreeRun();
   /// With free-run off: lets one frame through at once.
   void softwareTriggerRequest();
 
-  /// Moves the shutter, on models that have one.
+  /// Closes the shutter, on models that have one. Returns when the command is sent: the next frames may still
+  /// show the scene.
   void closeShutter();
+  /// Opens the shutter, on models that have one.
   void openShutter();
 
   /// Manual flat field: applies the table that a shutter run made, or that was loaded from
   /// "DATAPATH/ffc/MODEL_SERIAL.ffc". Without a table the switch has no effect.
   void setFFC(const bool& on);
+  /// The switch of the manual flat field; off while a run is in progress.
   bool getFFC();
   /// Makes the table of the manual flat field from the next `frameCount` frames: the camera has to look at
   /// something uniform, such as its closed shutter, all the while. The switch of `setFFC` goes off now and on
@@ -111,32 +116,44 @@ class OMBRIX_EXPORT Ombrix {
 
   /// Repairs the pixels of the camera's defective-pixel list.
   void setDefectivePixelsCorrection(const bool& on);
+  /// The switch of the repair. On after opening when there is a list, and on models whose last pixel carries
+  /// the sensor temperature.
   bool getDefectivePixelsCorrection();
-  /// The same; replaces `pixels` by the list: (column, row) pairs in the order of the file, row by row. With
-  /// an unknown handle `pixels` is untouched.
+  /// The switch, as above; replaces `pixels` by the list: (column, row) pairs in the order of the file, row
+  /// by row. With an unknown handle `pixels` is untouched.
   bool getDefectivePixelsCorrection(std::vector<std::pair<int, int>>& pixels);
   /// Shutterless flat field: tables or polynomials that follow the sensor temperature. Goes off by itself
   /// when there are no tables for the temperature (logged); switched on again it looks for them, at most
   /// every 5 s.
   void setShutterlessCorrection(const bool& on);
+  /// The switch of the shutterless flat field. On after opening when the camera has tables or polynomials.
   bool getShutterlessCorrection();
   /// Corrects temperatures far from the calibration's references; works on top of the shutterless correction.
   void setRadiometricCorrection(const bool& on);
+  /// The switch of the radiometric correction. On after opening when the camera has tables of both references
+  /// or polynomials, and a thermographic table.
   bool getRadiometricCorrection();
   /// Removal of column and row stripes.
   void setColumnDestriping(const bool& on);
+  /// The switch of the stripe removal.
   bool getColumnDestriping();
-  /// Temporal filter: weight of the past, 0 (off) to 1; other values are ignored.
+  /// Temporal filter of the colour frames: weight of the past, 0 (off) to 1; other values are ignored. 0.6 at
+  /// first.
   void setTemporalFiltering(const float& weight);
+  /// Weight of the past in the temporal filter, 0 to 1.
   float getTemporalFiltering();
 
   /// Gain control and its bounds (levels 0 to 65535). Each bound is stored only when it lies in that range.
+  /// In the modes `mappingEqualized` and `mappingTemperatureWindow` a `low` above 0 and up to 1 is also the
+  /// share of equalisation.
   void setMappingMode(const mapping& mode, const float& low, const float& high);
+  /// The gain control in force; `mappingHistogramTable` for an unknown handle.
   mapping getMappingMode();
 
   /// Selects a colour preset. An index below 0 selects the last and one beyond the last the first; the index
   /// selected is written back.
   void setColorPreset(int& index);
+  /// Index of the colour preset in force, from 0.
   int getColorPreset();
 
   /// Dumps every frame of this camera, a page each, to its TIFF file below "data/pictures" of the working
@@ -149,7 +166,8 @@ class OMBRIX_EXPORT Ombrix {
   /// False, with one error line, when that fails. Colour frames pause while the camera dumps.
   bool takeSnapshot(const std::string& path, const snapshotKind& kind = snapshotThermal);
 
-  /// Sensor (FPA) temperature, degrees Celsius.
+  /// Sensor (FPA) temperature, degrees Celsius. Before the first reading, a tenth of a second after the
+  /// start, -273.15, or 0 on a Marlow 3.
   float getSensorTemperature();
   /// Temperature of pixel (x, y), column and row from 0, of the newest thermal frame, degrees Celsius. Means
   /// something while the shutterless correction is on. emissivity: of the surface, above 0; 1 is a black

@@ -25,6 +25,7 @@ class OMBRIX_EXPORT OmbrixSDK {
   OmbrixSDK(const verbosityLevel& verbosity = verbosityErrors, const int& processingUnits = 0);
   /// Copies share the process-wide state; nothing is started again.
   OmbrixSDK(const OmbrixSDK& other);
+  /// Changes nothing: there is nothing to assign.
   OmbrixSDK& operator=(const OmbrixSDK& other);
   /// Stops and releases every camera; blocked getters return. Takes at most about 2 s whatever the cameras do
   /// (longer only when another thread's register transfer is in progress: at most 5 s more).

@@ -27,6 +27,8 @@ struct FrameRing {
   }
   /// The slot that a delivery hands out now. Index 1 deliberately gives slot 3, one older than the newest.
   int readSlot() const REQUIRES(mutex) { return writeIndex - 1 > 0 ? writeIndex - 1 : kSlots - 1; }
+  /// True when the next frame's delivery hands out the same slot once more.
+  bool deliveredAgain() const REQUIRES(mutex) { return writeIndex == 0; }
   /// Slots fill in order from 0, so the counter tells which have been written since `allocate`.
   bool everFilled(int slot) const { return frameCounter.load() > static_cast<unsigned long long>(slot); }
 

@@ -118,23 +118,19 @@ bool imageAcquisition::getImage(image<unsigned short>& out, int) {
       return false;
     }
   }
-  deliver(out);
+  deliver(out, false);
   return true;
 }
 
-bool imageAcquisition::waitImage(image<unsigned short>& out, int timeoutMs) {
+bool imageAcquisition::takeImage() {
+  image<unsigned short>& raw = processing.rawImage;
   if (leaving()) return false;
-  if (replaying) return replayImage(out);
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  if (replaying) return replayImage(raw);
   MutexLock lock(ring.mutex);
-  while (!ring.deliverable(device.needsTemperatureFrame)) {
-    if (timeoutMs <= 0 || ring.condition.wait_until(lock.native(), deadline) == std::cv_status::timeout) {
-      return false;
-    }
-    if (leaving()) return false;
-  }
-  if (!ring.present) return false;
-  deliver(out);
+  if (!ring.present || !ring.deliverable(device.needsTemperatureFrame)) return false;
+  const image<unsigned short>& slot = ring.slots[static_cast<std::size_t>(ring.readSlot())];
+  const bool exchange = !ring.deliveredAgain() && slot.width == raw.width && slot.height == raw.height;
+  deliver(raw, exchange);
   return true;
 }
 
@@ -154,7 +150,7 @@ bool imageAcquisition::hasImage() {
   return ring.present && ring.deliverable(device.needsTemperatureFrame);
 }
 
-void imageAcquisition::deliver(image<unsigned short>& out) {
+void imageAcquisition::deliver(image<unsigned short>& out, bool exchange) {
   const std::int64_t now = monotonicUs();
   delivered.intervalUs = now - delivered.timeUs;
   delivered.timeUs = now;
@@ -163,7 +159,12 @@ void imageAcquisition::deliver(image<unsigned short>& out) {
   const int slot = ring.readSlot();
   delivered.number = ring.frameCounter;
   delivered.fromFilledSlot = ring.everFilled(slot);
-  copyImage(ring.slots[static_cast<std::size_t>(slot)], out);
+  image<unsigned short>& picture = ring.slots[static_cast<std::size_t>(slot)];
+  if (exchange) {
+    picture.swap(out);
+  } else {
+    copyImage(picture, out);
+  }
   ring.frameReady = false;
   ring.temperatureReady = false;
   ring.triggerRequested = false;

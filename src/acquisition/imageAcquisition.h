@@ -128,11 +128,14 @@ class imageAcquisition {
   /// Copies the newest raw frame into `out`. Waits without limit; `timeout` is accepted and not used. Zeros
   /// and false when the error flag is set, nothing is acquiring, or the object is stopping.
   bool getImage(image<unsigned short>& out, int timeout);
-  /// The same with a bound; false without touching `out` when no frame came in time.
-  bool waitImage(image<unsigned short>& out, int timeoutMs);
+  /// Brings the newest raw frame into the pipeline's raw image, without waiting; false when there is none.
+  /// The ring's slot takes the raw image's memory in exchange where no later frame is to find its pixels. A
+  /// wake-up without a new frame then delivers the same number with other pixels, which `process` rejects by
+  /// the number. Processing task only.
+  bool takeImage() EXCLUDES(ring.mutex);
   /// Sets both ready flags and wakes every getter: nothing more will come.
   void wakeGetters() EXCLUDES(frameMutex);
-  /// True when `waitImage` would deliver at once.
+  /// True when `takeImage` would deliver.
   bool hasImage() EXCLUDES(ring.mutex);
   /// Pairs deliveries with temperatures or triggers, or ends that.
   void setPairing(bool on);
@@ -215,7 +218,7 @@ class imageAcquisition {
   bool refreshPolynomials();
   void cancelShutterRun() REQUIRES(calibrationMutex);
   std::chrono::microseconds shutterPatience() const;
-  void deliver(image<unsigned short>& out) REQUIRES(ring.mutex);
+  void deliver(image<unsigned short>& out, bool exchange) REQUIRES(ring.mutex);
   bool replayImage(image<unsigned short>& out);
   void temperatureLoop(const TemperatureRule& rule);
   void temperatureCycle(const TemperatureRule& rule);

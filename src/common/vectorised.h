@@ -22,8 +22,22 @@
 
 #if defined(__x86_64__) && defined(__GLIBC__) && !defined(OMBRIX_ONE_FORM)
 #define OMBRIX_VECTORISED __attribute__((target_clones("avx2", "default")))
+// For the few loops that need instructions of their own: two functions of one name, one marked with each.
+#define OMBRIX_OWN_FORMS
+#define OMBRIX_AVX2_FORM __attribute__((target("avx2")))
+#define OMBRIX_COMMON_FORM __attribute__((target("default")))
 #else
+#define OMBRIX_COMMON_FORM
 #define OMBRIX_VECTORISED
+#endif
+
+// Before a loop that reads and writes place by place, possibly in the same memory: no round depends on
+// another.
+// Clang takes its own form as an order, and complains where it does not vectorise.
+#if defined(__GNUC__) && !defined(__clang__)
+#define OMBRIX_INDEPENDENT_ROUNDS _Pragma("GCC ivdep")
+#else
+#define OMBRIX_INDEPENDENT_ROUNDS
 #endif
 
 #define OMBRIX_INLINE [[gnu::always_inline]] inline

@@ -99,13 +99,13 @@ ThreadPool<0, 0>::~ThreadPool() {
   for (std::thread& thread : impl->threads) thread.join();
 }
 
-std::future<int> ThreadPool<0, 0>::push(TaskSlot task) {
+std::future<int> ThreadPool<0, 0>::push(TaskSlot task, bool wakeWorker) {
   PromisedTask promised(std::move(task));
   std::future<int> future = promised.future();
   MutexLock lock(impl->queueMutex);
   impl->queue.push(std::move(promised));
   // Under the mutex: the task may end, and let its owner destroy the pool, before a later call here returns.
-  impl->workAvailable.notify_one();
+  if (wakeWorker) impl->workAvailable.notify_one();
   return future;
 }
 

@@ -36,7 +36,14 @@ class ThreadPool<0, 0> {
   /// TaskSlot::kInlineBytes.
   template <typename F>
   std::future<int> enqueue(F&& task) {
-    return push(TaskSlot(std::forward<F>(task)));
+    return push(TaskSlot(std::forward<F>(task)), true);
+  }
+
+  /// The same without waking a worker, for callers that go on to `runPending`: waking one costs more than a
+  /// short task, and takes what the task works on to another core.
+  template <typename F>
+  std::future<int> enqueueForCaller(F&& task) {
+    return push(TaskSlot(std::forward<F>(task)), false);
   }
 
   /// Runs queued tasks on the calling thread until the queue is empty; returns how many. Lets a thread that
@@ -50,7 +57,7 @@ class ThreadPool<0, 0> {
   void startMissing();
 
  private:
-  std::future<int> push(TaskSlot task);
+  std::future<int> push(TaskSlot task, bool wakeWorker);
 
   struct Impl;
   std::unique_ptr<Impl> impl;

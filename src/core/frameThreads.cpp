@@ -66,13 +66,14 @@ void startTask(Cycle& cycle, std::size_t position) {
   const Core::processThreadData data{static_cast<std::uint8_t>(position), camera,
                                      camera->processing.outputImage.width,
                                      camera->processing.outputImage.height};
-  cycle.tasks.push_back(multithreading::startWorkerThread(
-      cycle.pool,
-      [data] {
-        Core::processThreadProc(data);
-        return multithreading::kTaskDone;
-      },
-      "process"));
+  const auto process = [data] {
+    Core::processThreadProc(data);
+    return multithreading::kTaskDone;
+  };
+  // The Core worker runs one itself: with one camera no other thread need wake up.
+  cycle.tasks.push_back(cycle.tasks.empty()
+                            ? multithreading::startTaskForCaller(cycle.pool, process, "process")
+                            : multithreading::startWorkerThread(cycle.pool, process, "process"));
 }
 
 /// Starts a task for every camera with a new frame that is due.
@@ -123,9 +124,8 @@ void recoverFrom(Cycle& cycle) {
   frameArrivals.waitBeyond(~std::uint64_t{0}, kHeldBack);
 }
 
-/// Marks a frame as ready for its getter.
-void publish(PublishedFrame& frame, std::uint64_t frameNumber, const std::vector<std::uint32_t>& histogram) {
-  std::copy(histogram.begin(), histogram.end(), frame.histogram.begin());
+/// Marks a frame as ready for its getter, who finds its histogram when the frame mutex comes free.
+void publish(PublishedFrame& frame, std::uint64_t frameNumber) {
   frame.frameNumber = frameNumber;
   frame.stampUs = systemUs();
   ++frame.counter;
@@ -160,12 +160,16 @@ Published processAndPublish(const Core::processThreadData& data) REQUIRES(frameM
   published.raw = true;
   const std::uint64_t number = camera.delivered.number;
   const std::uint64_t previousStampUs = camera.rawFrame.stampUs;
-  publish(camera.rawFrame, number, camera.processing.statistics.histogram);
+  publish(camera.rawFrame, number);
   updatePublicationRate(camera, previousStampUs);
   if (colorFrameWanted(camera) && colorize(&camera, data.displayWidth, data.displayHeight)) {
-    publish(camera.colorFrame, number, camera.processing.mapping.colorCounts);
+    publish(camera.colorFrame, number);
+    // The next frame may leave the counts as they are.
+    camera.colorFrame.histogram = camera.processing.mapping.colorCounts;
     published.color = true;
   }
+  // After the overlays, which read it. The next frame counts its levels anew.
+  camera.rawFrame.histogram.swap(camera.processing.statistics.histogram);
   camera.offerSnapshots(published.color);
   return published;
 }
@@ -189,7 +193,7 @@ void Core::workerThreadProc() {
 void Core::processThreadProc(processThreadData data) {
   logger::debug(kEntered, LOG_HERE);
   imageAcquisition& camera = *data.acquisition;
-  if (!camera.waitImage(camera.processing.rawImage, 0)) return;
+  if (!camera.takeImage()) return;
   if (workerRunningFlag && wantsFrames(camera)) {
     camera.listPosition = data.position;
     Published published;

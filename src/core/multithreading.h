@@ -56,6 +56,14 @@ std::future<int> startWorkerThread(WorkerPool* pool, F&& task, std::string_view 
   return detail::start(pool, std::forward<F>(task));
 }
 
+/// ... without waking a worker, for a caller that goes on to run what is pending there.
+template <typename F>
+std::future<int> startTaskForCaller(WorkerPool* pool, F&& task, std::string_view name) {
+  logger::debug(name, LOG_HERE);
+  if (!pool) return ThreadPool::runInline(std::forward<F>(task));
+  return pool->enqueueForCaller(std::forward<F>(task));
+}
+
 /// ... on `processingPool`: row bands and stripes of the image stages.
 template <typename F>
 std::future<int> startProcessingThread(F&& task, std::string_view name) {

@@ -44,6 +44,7 @@ void mapFrame(FrameContext& frame, StageClock& clock) {
   compensateLevel(frame);
   clock.lap(times.levelCompensationMs);
   mapLevels(frame);
+  leaveCorrectedCopy(frame);
   clock.lap(times.gainControlMs);
 }
 

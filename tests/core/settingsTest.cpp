@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <set>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -137,6 +139,35 @@ TEST_F(SettingsTest, EveryKeyWritesItsOwnFieldAndNoOther) {
     EXPECT_EQ(snapshot(record), expected) << kRows[i].parameter;
   }
   EXPECT_TRUE(log.lines().empty());
+}
+
+/// "| `KEY=N` | DEFAULT |" for each row of the page.
+std::set<std::string> describedSettings() {
+  std::ifstream page(OMBRIX_SOURCE_DIR "/docs/settings.md");
+  std::set<std::string> rows;
+  for (std::string line; std::getline(page, line);) {
+    if (line.rfind("| `", 0) != 0) continue;
+    const std::size_t end = line.find('|', line.find('|', 1) + 1);
+    line = line.substr(3, end - 4);
+    const std::size_t value = line.find('='), quote = line.find('`');
+    if (value < quote) line.erase(value, quote - value);
+    EXPECT_TRUE(rows.insert(line).second) << line << " has two rows";
+  }
+  return rows;
+}
+
+TEST_F(SettingsTest, ThePageDescribesEveryKeyWithItsDefault) {
+  std::set<std::string> expected;
+  for (const Row& row : kRows) {
+    const std::string parameter = row.parameter;
+    const bool word = parameter.find('=') == std::string::npos;
+    const std::string before = row.before;
+    expected.insert(parameter.substr(0, parameter.find('=')) + "` | " +
+                    (word             ? "off"
+                     : before.empty() ? "empty"
+                                      : before));
+  }
+  EXPECT_EQ(describedSettings(), expected);
 }
 
 TEST_F(SettingsTest, RejectsEverythingElseSilently) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -12,8 +11,6 @@
 #include "common/format.h"
 #include "core/settings.h"
 #include "processing/process.h"
-#include "processing/runBands.h"
-#include "processing/splitCorrections.h"
 #include "processing/stages/stages.h"
 #include "support/LogCapture.h"
 
@@ -297,46 +294,6 @@ TEST_F(CorrectionStages, TheRunningAverageStartsWithAPicture) {
   EXPECT_EQ(after(filterTemporally, 65534, 2), 65534);
   EXPECT_EQ(after(filterTemporally, 65534, 1), 65534);
   EXPECT_EQ(pixelsOf(data.temporalState), Levels(12, 65534));
-}
-
-// Every image operation that splits rows, in 0, 1, 2, 3, 7 and 2000 tasks, against the plain loop.
-TEST(SplitCorrections, BandsMakeNoDifference) {
-  std::mt19937 random(5);
-  const std::pair<int, int> sizes[] = {{1, 1}, {3, 2}, {17, 11}, {80, 60}, {33, 7}};
-  std::vector<std::uint16_t> table(65536);
-  for (auto& level : table) level = static_cast<std::uint16_t>(random());
-  for (const auto& [w, h] : sizes) {
-    const auto width = static_cast<std::uint16_t>(w), height = static_cast<std::uint16_t>(h);
-    for (const unsigned units : {0u, 1u, 2u, 3u, 7u, 2000u}) {
-      image<unsigned short> raw(width, height), past(width, height), frame(width, height);
-      image<float> gain(width, height), offset(width, height);
-      Levels averaged, levels, looked;
-      const float alpha = static_cast<float>(random() % 101) / 100.0f;
-      for (std::size_t i = 0; i < raw.pixelCount(); ++i) {
-        raw.data[i] = static_cast<std::uint16_t>(random() % 3 == 0 ? 65535 : random());
-        past.data[i] = static_cast<std::uint16_t>(random() % 3 == 0 ? 65535 : random());
-        gain.data[i] = static_cast<float>(random() % 1000) / 20000.0f;
-        offset.data[i] = static_cast<float>(random() % 20000);
-        averaged.push_back(static_cast<std::uint16_t>(static_cast<float>(past.data[i]) * alpha +
-                                                      static_cast<float>(raw.data[i]) * (1.0f - alpha)));
-        const float value = ((static_cast<float>(raw.data[i]) - offset.data[i]) * gain.data[i] - 233.15f) *
-                            (65535.0f / 262.14f);
-        levels.push_back(static_cast<std::uint16_t>(std::fmin(std::fmax(value, 0.0f), 65535.0f)));
-        looked.push_back(table[raw.data[i]]);
-      }
-      const std::string name = format("{:d} x {:d}, {:d} tasks", w, h, units);
-      copyImage(raw, frame);
-      applyFFC(frame, gain, offset, 233.15f, 262.14f, units);
-      EXPECT_EQ(pixelsOf(frame), levels) << name;
-      copyImage(raw, frame);
-      applyThermographicCorrection(frame, table, units);
-      EXPECT_EQ(pixelsOf(frame), looked) << name;
-      copyImage(raw, frame);
-      EWMA(frame, past, alpha, units);
-      EXPECT_EQ(pixelsOf(frame), averaged) << name;
-      EXPECT_EQ(pixelsOf(past), averaged) << name;
-    }
-  }
 }
 
 TEST(UpdatePolyfit, EvaluatesWhenTheSensorHasMoved) {

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <random>
 #include <vector>
 
 namespace {
@@ -18,36 +16,6 @@ image<unsigned short> picture(std::uint16_t width, std::uint16_t height, const L
   return result;
 }
 Levels pixelsOf(const image<unsigned short>& p) { return {p.data, p.data + p.pixelCount()}; }
-
-/// The rule as it reads: search the list, repair, drop the pixel from the list. Returns all neighbours used.
-List repairPlainly(image<unsigned short>& p, List list, bool blank) {
-  List recorded;
-  const auto within = [&p](int x, int y) { return x >= 0 && y >= 0 && x < p.width && y < p.height; };
-  if (list.size() > 65535) list.resize(65535);
-  for (; !list.empty(); list.erase(list.begin())) {
-    const auto [x, y] = list.front();
-    if (!within(x, y)) continue;
-    std::uint32_t sum = 0, count = 0;
-    for (int dy = -1; dy <= 1; ++dy) {
-      for (int dx = -1; dx <= 1; ++dx) {
-        const std::pair<int, int> neighbour{x + dx, y + dy};
-        if ((dx == 0 && dy == 0) || !within(x + dx, y + dy)) continue;
-        if (std::find(list.begin(), list.end(), neighbour) != list.end()) continue;
-        recorded.push_back(neighbour);
-        const std::uint16_t level =
-            p.view().at(static_cast<std::uint32_t>(x + dx), static_cast<std::uint32_t>(y + dy));
-        if (level == 0 || level == 16383) continue;
-        sum += level;
-        ++count;
-      }
-    }
-    if (count == 0) continue;
-    p.data[y * p.width + x] =
-        blank ? std::uint16_t{0}
-              : static_cast<std::uint16_t>(static_cast<float>(sum) / static_cast<float>(count));
-  }
-  return recorded;
-}
 
 TEST(DefectivePixels, MeanOfTheUsableNeighbours) {
   struct Case {
@@ -107,34 +75,6 @@ TEST(DefectivePixels, EntriesOutsideTheImageAreIgnored) {
   neighbourTable unused;
   correctDefectivePixels(p, {}, false, unused);
   EXPECT_FALSE(unused.built);  // a list that is loaded later still counts
-}
-
-// Clusters, duplicates and places outside, at several densities, against the search of the list.
-TEST(DefectivePixels, MatchesTheSearchOfTheList) {
-  std::mt19937 random(3);
-  const std::pair<int, int> sizes[] = {{1, 1}, {3, 2}, {17, 11}, {33, 7}, {80, 60}};
-  for (const auto& [width, height] : sizes) {
-    for (const int share : {1, 3, 20}) {
-      List list;
-      for (int i = 0; i <= width * height / share; ++i) {
-        list.emplace_back(static_cast<int>(random() % static_cast<unsigned>(width + 2)) - 1,
-                          static_cast<int>(random() % static_cast<unsigned>(height + 2)) - 1);
-      }
-      neighbourTable table;
-      for (const bool blank : {false, true, false}) {
-        image<unsigned short> p(static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height));
-        for (std::size_t i = 0; i < p.pixelCount(); ++i) {
-          const std::uint16_t levels[] = {0, 16383, 65535, static_cast<std::uint16_t>(random() % 9000)};
-          p.data[i] = levels[random() % 4];
-        }
-        auto expected = picture(p.width, p.height, pixelsOf(p));
-        const List neighbours = repairPlainly(expected, list, blank);
-        correctDefectivePixels(p, table.built ? List{} : list, blank, table);
-        EXPECT_EQ(pixelsOf(p), pixelsOf(expected)) << width << " x " << height << ", " << list.size();
-        EXPECT_EQ(table.neighbours, neighbours);
-      }
-    }
-  }
 }
 
 TEST(DefectivePixels, OnlyTheFirst65535EntriesCount) {

@@ -1,14 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <initializer_list>
 #include <limits>
-#include <random>
 #include <vector>
 
-#include "common/image.h"
 #include "processing/kernels/flatFieldTables.h"
 #include "processing/kernels/polynomialFlatField.h"
 
@@ -17,53 +13,11 @@ namespace {
 using Levels = std::vector<std::uint16_t>;
 using Sums = std::vector<std::uint32_t>;
 
-struct Size {
-  std::uint16_t width, height;
-};
-constexpr Size kAwkwardSizes[] = {{1, 1}, {3, 2}, {17, 11}, {80, 60}, {33, 7}};
-
 ImageView<const std::uint32_t> row(const Sums& sums) {
   return {sums.data(), static_cast<std::uint32_t>(sums.size()), 1};
 }
 ImageView<std::uint16_t> row(Levels& levels) {
   return {levels.data(), static_cast<std::uint32_t>(levels.size()), 1};
-}
-
-/// Sums of `frames` frames; one row in three goes up to 2^32, beyond what rounds without loss.
-image<unsigned int> randomTable(Size size, std::uint32_t frames, std::mt19937& random) {
-  image<unsigned int> table(size.width, size.height);
-  for (std::uint32_t y = 0; y < size.height; ++y) {
-    for (std::uint32_t x = 0; x < size.width; ++x) {
-      const std::uint32_t sum = 8000 * frames + static_cast<std::uint32_t>(random() % (500 * frames));
-      table.data[y * size.width + x] = y % 3 == 2 ? static_cast<std::uint32_t>(random()) : sum;
-    }
-  }
-  return table;
-}
-image<unsigned short> randomFrame(Size size, std::mt19937& random) {
-  image<unsigned short> frame(size.width, size.height);
-  for (std::size_t i = 0; i < frame.pixelCount(); ++i) {
-    const std::uint16_t levels[] = {0, 65535, static_cast<std::uint16_t>(7500 + random() % 1500)};
-    frame.data[i] = levels[random() % 8 < 2 ? random() % 2 : 2];
-  }
-  return frame;
-}
-Levels pixelsOf(const image<unsigned short>& picture) {
-  return {picture.data, picture.data + picture.pixelCount()};
-}
-
-/// Room for what the two-reference correction keeps.
-struct Kept {
-  explicit Kept(std::size_t pixels) : levels(pixels), gains(pixels) {}
-  std::vector<float> levels, gains;
-  kernels::PixelReferences references{levels, gains};
-};
-
-std::uint16_t limited(long long value) {
-  return static_cast<std::uint16_t>(value <= 0 ? 0 : value >= 65535 ? 65535 : value);
-}
-std::uint32_t truncated(float sum) {  // as the sums are whole below 2^32, only the very last float is beyond
-  return sum >= 4294967296.0f ? 0xFFFFFFFFu : static_cast<std::uint32_t>(sum);
 }
 
 TEST(FlatFieldTables, OffsetIsTheLevelOfTheTable) {
@@ -103,33 +57,6 @@ TEST(FlatFieldTables, OffsetIsTheLevelOfTheTable) {
   }
 }
 
-TEST(FlatFieldTables, OffsetsMatchThePlainLoops) {
-  std::mt19937 random(7);
-  for (const Size size : kAwkwardSizes) {
-    for (const std::uint16_t frames : std::initializer_list<std::uint16_t>{1, 3, 32, 255, 256, 40000}) {
-      const auto low = randomTable(size, frames, random);
-      const auto high = randomTable(size, frames, random);
-      const auto raw = randomFrame(size, random);
-      Levels single, pair;
-      const float weight = static_cast<float>(random() % 1001) / 1000.0f;
-      for (std::size_t i = 0; i < raw.pixelCount(); ++i) {
-        const std::uint32_t sum = truncated(static_cast<float>(low.data[i]));
-        single.push_back(limited(raw.data[i] - static_cast<long long>(sum / frames) + 8100));
-        const float blend =
-            (1.0f - weight) * static_cast<float>(low.data[i]) + weight * static_cast<float>(high.data[i]);
-        pair.push_back(limited(raw.data[i] - static_cast<long long>(truncated(blend) / frames) + 8100));
-      }
-      image<unsigned short> frame(size.width, size.height);
-      copyImage(raw, frame);
-      kernels::correctOffset(frame.view(), low.view(), 8100, frames);
-      EXPECT_EQ(pixelsOf(frame), single) << size.width << " " << frames;
-      copyImage(raw, frame);
-      kernels::correctOffset(frame.view(), low.view(), high.view(), 8100, frames, weight);
-      EXPECT_EQ(pixelsOf(frame), pair) << size.width << " " << frames << " " << weight;
-    }
-  }
-}
-
 // The lanes divide in single precision: that must be the integer quotient for every sum below 2^24. Between
 // two multiples of N it cannot change, so each multiple and its lower neighbour decide.
 TEST(FlatFieldTables, SinglePrecisionQuotientsAreExact) {
@@ -154,92 +81,18 @@ TEST(FlatFieldTables, SinglePrecisionQuotientsAreExact) {
   }
 }
 
-TEST(FlatFieldTables, AccumulatesAndShows) {
-  Levels frame{1, 65535, 0, 7};
-  Sums sums{0, 0xFFFFFFFF, 5, 60};
-  const ImageView<std::uint32_t> table{sums.data(), 2, 2};
-  kernels::accumulateFrame(ImageView<const std::uint16_t>{frame.data(), 2, 2}, table);
-  EXPECT_EQ(sums, (Sums{1, 65534, 5, 67}));
-
+TEST(FlatFieldTables, AreShown) {
   // The table is one column wider than the image.
   const Sums wide{9, 10, 99, 65536u * 3, 11, 99};
+  Levels frame(4);
   kernels::showTable({wide.data(), 3, 2}, 3, {frame.data(), 2, 2});
   EXPECT_EQ(frame, (Levels{3, 3, 65535, 3}));
 
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const std::vector<float> values{-2.0f, -1.0f, 0.0f, 2.5f, nan, -3.0f};
-  Levels shown(6);
-  kernels::showValues({values.data(), 6, 1}, -2.0f, 2.0f, row(shown));
-  EXPECT_EQ(shown, (Levels{0, 16383, 32767, 65535, 0, 0}));
-  kernels::showValues({values.data(), 6, 1}, 1.0f, 1.0f, row(shown));
-  EXPECT_EQ(shown, Levels(6, 0));
-}
-
-TEST(FlatFieldTables, TwoReferencesThatAreOneGiveNoTemperature) {
-  Levels blind{7999, 8000, 8001};
-  const Sums same(3, 8000 * 32);
-  kernels::correctWithReferences(row(blind), {row(same), row(same), row(same), row(same)}, 32, 0.0f, 233.15f,
-                                 262.14f, Kept(3).references);
-  EXPECT_EQ(blind, (Levels{0, 0, 65535}));
-}
-
-TEST(FlatFieldTables, TwoReferencesMatchThePlainLoop) {
-  std::mt19937 random(11);
-  for (const Size size : kAwkwardSizes) {
-    for (const std::uint16_t frames : std::initializer_list<std::uint16_t>{1, 32, 100}) {
-      const auto t1 = randomTable(size, frames, random), t2 = randomTable(size, frames, random);
-      const auto t3 = randomTable(size, frames, random), t4 = randomTable(size, frames, random);
-      auto frame = randomFrame(size, random);
-      const float w = static_cast<float>(random() % 1001) / 1000.0f, n = static_cast<float>(frames);
-      Levels expected;
-      for (std::size_t i = 0; i < frame.pixelCount(); ++i) {
-        const auto sum = [i](const image<unsigned int>& table) { return static_cast<float>(table.data[i]); };
-        const float a = w * sum(t3) + (1.0f - w) * sum(t1);
-        const float b = w * sum(t4) + (1.0f - w) * sum(t2);
-        const float level = a / n;
-        const float g = 25.0f / ((b - a) / n);
-        const float s = 65535.0f / 262.14f;
-        const float r = (static_cast<float>(frame.data[i]) - (level - (298.15f - 233.15f) / g)) * s * g;
-        expected.push_back(std::isnan(r) || r <= 0.0f ? std::uint16_t{0}
-                           : r >= 65535.0f            ? std::uint16_t{65535}
-                                                      : static_cast<std::uint16_t>(r));
-      }
-      const Levels raw = pixelsOf(frame);
-      Kept kept(raw.size());
-      kernels::correctWithReferences(frame.view(), {t1.view(), t3.view(), t2.view(), t4.view()}, frames, w,
-                                     233.15f, 262.14f, kept.references);
-      EXPECT_EQ(pixelsOf(frame), expected) << size.width << " " << frames;
-      std::copy(raw.begin(), raw.end(), frame.data);
-      kernels::correctWithReferences(frame.view(), kept.references, 262.14f);
-      EXPECT_EQ(pixelsOf(frame), expected) << "again, " << size.width << " " << frames;
-    }
-  }
-}
-
-TEST(PolynomialFlatField, EveryModelFillsItsPixelsOnly) {
-  const struct {
-    PolynomialModel model;
-    float gain, offset;  // at 2 K; -9 where nothing is written
-  } cases[] = {{PolynomialModel::unknown, -9.0f, -9.0f},
-               {PolynomialModel::linear, 1.0f / 21.0f, 74.0f},
-               {PolynomialModel::quadraticOffset, 1.0f / 21.0f, 102.0f},
-               {PolynomialModel::cubic, 1.0f / 33.0f, 198.0f},
-               {PolynomialModel::logarithmic, 1.0f / 23.0794415f, 78.8520303f}};
-  const std::vector<ffcPixelPolyfit> coefficients(9, ffcPixelPolyfit{1, 10, 3, 4, 35, 7, 12});
-  for (const auto& c : cases) {
-    std::vector<float> gain(10, -9.0f), offset(10, -9.0f);
-    EXPECT_EQ(
-        kernels::evaluatePolynomials(coefficients, c.model, kernels::PolynomialTerms(2.0f), gain, offset),
-        c.model != PolynomialModel::unknown);
-    for (std::size_t i = 0; i < 9; ++i) {
-      EXPECT_FLOAT_EQ(gain[i], c.gain);
-      EXPECT_FLOAT_EQ(offset[i], c.offset);
-    }
-    EXPECT_EQ(gain[9], -9.0f);
-    EXPECT_EQ(offset[9], -9.0f);
-  }
-  // Rounded once: in single precision all the way the cube would be 21952702.
-  EXPECT_EQ(kernels::PolynomialTerms(280.003f).third, 21952704.0f);
+  const std::vector<float> values{-2.0f, -1.0f, 0.0f, 2.5f};
+  kernels::showValues({values.data(), 4, 1}, -2.0f, 2.0f, row(frame));
+  EXPECT_EQ(frame, (Levels{0, 16383, 32767, 65535}));
+  kernels::showValues({values.data(), 4, 1}, 1.0f, 1.0f, row(frame));
+  EXPECT_EQ(frame, Levels(4, 0));
 }
 
 // (raw - 1000) * 0.05 K, from 10 K on, 65535 / 262.14 = 250 levels per kelvin.

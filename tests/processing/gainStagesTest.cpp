@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <set>
 #include <vector>
 
 #include "acquisition/imageAcquisition.h"
@@ -66,7 +65,7 @@ TEST_F(GainStages, NarrowWindowIsWidenedLinearly) {
   EXPECT_EQ(map({5, 100}, 4), (Levels{1149, 22994}));                    // -180 to 285, limited
   EXPECT_EQ(map({65500, 65530}, 4), (Levels{55605, 64116}));             // 65304 to 65726, limited
   EXPECT_EQ(mapping.colorCounts[64116], 1u);
-  EXPECT_EQ(mapping.valueTable[64115], 1u);
+  EXPECT_EQ(mapping.valueTable()[64115], 1u);
   EXPECT_EQ(mapping.contrastTable[55604], 0.0f);
 }
 
@@ -128,65 +127,28 @@ TEST_F(GainStages, CountsAndTablesDescribeTheOutput) {
     for (const std::uint16_t level : out) ++expected[level];
     EXPECT_EQ(mapping.colorCounts, expected) << mode;
     kernels::fillGaps(ConstLevelCounts{expected}, LevelCounts{expected});
-    EXPECT_EQ(mapping.valueTable, expected) << mode;
+    EXPECT_EQ(mapping.valueTable(), expected) << mode;
     EXPECT_NEAR(mapping.contrastTable[65535], 1.0f, 1e-5f);
   }
 }
 
 TEST(Target, IsReadAsTheTurnedPictureShowsIt) {
-  image<unsigned short> picture(20, 16);
-  for (std::uint16_t i = 0; i < 320; ++i) picture.data[i] = static_cast<std::uint16_t>(i / 20 * 100 + i % 20);
   // Levels are 100 * row + column. Clockwise by 90 degrees the picture's lower left corner comes to the top.
+  // With 21 columns a quarter turn looks between pixels: the left or upper one counts.
   const struct {
+    std::uint16_t width;
     float degrees, first, second, last;
-  } cases[] = {{0.0f, 305, 306, 1113},   {90.0f, 1205, 1105, 413}, {180.0f, 1214, 1213, 406},
-               {270.0f, 314, 414, 1106}, {45.0f, 0, 0, 0},         {360.0f, 0, 0, 0}};
+  } cases[] = {{20, 0.0f, 305, 306, 1113},   {20, 90.0f, 1205, 1105, 413}, {20, 180.0f, 1214, 1213, 406},
+               {20, 270.0f, 314, 414, 1106}, {20, 45.0f, 0, 0, 0},         {20, 360.0f, 0, 0, 0},
+               {21, 90.0f, 1205, 1105, 413}, {21, 270.0f, 214, 314, 1006}};
   for (const auto& c : cases) {
+    image<unsigned short> picture(c.width, 16);
+    for (std::uint16_t i = 0; i < picture.pixelCount(); ++i)
+      picture.data[i] = static_cast<std::uint16_t>(i / c.width * 100 + i % c.width);
     const auto levels = kernels::readTarget(picture.view(), c.degrees);
     EXPECT_EQ(levels[0], c.first) << c.degrees;
     EXPECT_EQ(levels[1], c.second) << c.degrees;
     EXPECT_EQ(levels[80], c.last) << c.degrees;
-  }
-}
-
-TEST(Target, SmallPicturesLendTheirEdges) {
-  for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {8, 9}, {9, 8}, {200, 3}, {2, 90}}) {
-    image<unsigned short> picture(static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height));
-    for (std::size_t i = 0; i < picture.pixelCount(); ++i)
-      picture.data[i] = static_cast<std::uint16_t>(i + 1);
-    for (const float degrees : {0.0f, 90.0f, 180.0f, 270.0f}) {
-      const auto levels = kernels::readTarget(picture.view(), degrees);
-      const std::set<float> distinct(levels.begin(), levels.end());
-      EXPECT_GE(*distinct.begin(), 1.0f);
-      EXPECT_LE(*distinct.rbegin(), static_cast<float>(picture.pixelCount()));
-      EXPECT_LE(distinct.size(), picture.pixelCount());
-    }
-  }
-}
-
-// Expected values are from a script that rounds to single precision after every step; the sums in another
-// order, or in double, differ in the last digits.
-TEST(Target, HasTheTemperatureAndNoiseOfTheScript) {
-  kernels::TargetLevels smooth, wild;
-  for (std::size_t i = 0; i < smooth.size(); ++i) {
-    smooth[i] = static_cast<float>(16000 + i * i * 7 % 401);
-    wild[i] = i % 3 == 0 ? 0.0f : i % 3 == 1 ? 65535.0f : 16383.0f;
-  }
-  const struct {
-    const kernels::TargetLevels& levels;
-    float emissivity, temperature, noise;
-  } cases[] = {
-      {smooth, 1.0f, 297.987885f, 0.492009759f},
-      {smooth, 0.95f, 301.833679f, 0.498359293f},
-      {wild, 1.0f, 342.373901f, 112.082504f},
-      {wild, 0.95f, 346.792542f, 113.528999f},
-  };
-  for (const auto& c : cases) {
-    Radiometry radiometry;
-    radiometry.emissivity = c.emissivity;
-    const auto reading = kernels::measureTarget(c.levels, radiometry);
-    EXPECT_EQ(reading.temperature, c.temperature);
-    EXPECT_EQ(reading.noise, c.noise);
   }
 }
 

@@ -48,8 +48,6 @@ TEST_F(OutputStages, RotationReplacesTheWorkingImage) {
   const Levels turned{1300, 1200, 1100, 1000, 300, 200, 100, 0};
   output.rotationDegrees = 180.0f;
   EXPECT_EQ(feed(), turned);
-  EXPECT_EQ(pixels(data.rotatedImage), turned);
-  EXPECT_EQ(pixels(data.rawImage), ramp);
   EXPECT_EQ(pixels(data.correctedCopy), ramp);
   EXPECT_EQ(data.statistics.minPosition, (PixelPosition{3, 1}));
 
@@ -75,7 +73,7 @@ TEST_F(OutputStages, BothZoomsAndTheSplitPicture) {
   }
   output.secondInterpolation = 0;
   EXPECT_EQ(feed(), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
-  EXPECT_EQ(pixels(data.zoomImage), ramp);
+  EXPECT_TRUE(data.zoomImage.empty());
   EXPECT_TRUE(data.splitImage.empty());
 
   // Digital zoom takes the whole part of the first factor; the plain left half has the product of both.

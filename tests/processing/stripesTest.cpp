@@ -196,17 +196,6 @@ TEST_P(StripesOfSize, ARichSceneHardlyChanges) {
   EXPECT_GT(largest, 0);
 }
 
-TEST_F(Stripes, LevelsSaturate) {
-  open(40, 20);
-  for (const float level : {0.0f, 65535.0f}) {
-    draw([&](int x, int y) {
-      return std::abs(level - (x % 5 == 2 ? 30.0f : 0.0f) - (y % 7 == 3 ? 9.0f : 0.0f));
-    });
-    feed(0, 0.0f);
-    for (std::size_t i = 0; i < before.size(); ++i) EXPECT_NEAR(before[i], picture.data[i], 90) << level;
-  }
-}
-
 // What each frame may do to the columns: `learns` says whether its stripes, new in every frame, are measured.
 TEST_F(Stripes, ColumnsAreRefreshedWhenDue) {
   const struct {

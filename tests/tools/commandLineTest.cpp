@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "ombrix/version.h"
 #include "platform/system.h"
 #include "support/scratchFiles.h"
 #include "tools/program.h"

@@ -8,6 +8,7 @@
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
 #include "core/logger.h"
+#include "ombrix/version.h"
 #include "tools/common/arguments.h"
 #include "tools/common/session.h"
 
@@ -43,7 +44,7 @@ int main(int argc, char** argv) {
   Options options;
   CLI::App app("Writes the calibration files of simulated cameras into a data directory.",
                "ombrix-calibration-set");
-  app.set_version_flag("--version", "ombrix " OMBRIX_VERSION);
+  app.set_version_flag("--version", "ombrix-calibration-set (ombrix) " OMBRIX_VERSION);
   app.footer("Exit codes: 0 done, 1 a file cannot be written, 2 wrong arguments.");
   app.add_option("SCENARIO", options.scenario, "the cameras: a scenario's text or file, such as bramble6")
       ->required();

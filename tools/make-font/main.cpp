@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "ombrix/version.h"
 #include "tools/common/imageFiles.h"
 #include "tools/make-font/glyphSheet.h"
 
@@ -14,6 +15,8 @@ int run(int argc, char** argv) {
   tools::SheetPlan plan;
   std::string out;
   CLI::App app("Makes a bitmap font (.bff) from a TrueType or OpenType font.", "ombrix-make-font");
+  app.set_version_flag("--version", "ombrix-make-font (ombrix) " OMBRIX_VERSION);
+  app.footer("Exit codes: 0 done, 1 a file cannot be read or written, 2 wrong arguments.");
   app.add_option("font", plan.font, "the font's file")->required();
   app.add_option("out", out, "the file to write; the SDK looks for fonts/NAME.bff")->required();
   app.add_option("--size", plan.size, "of the em square, pixels")

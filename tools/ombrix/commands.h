@@ -33,7 +33,8 @@ struct Options {
   std::string out;
   Point at;
   float emissivity = 1.0f;
-  int frames = 32;  ///< of a shutter run
+  /// Of a shutter run: with fewer, the noise of its mean shows beside the shutter's own gradient.
+  int frames = 64;
   int seconds = 4;  ///< for which the self-test watches frames
   Controls controls;
   bool madeUpData = false;  ///< `data` is the set made for a simulated camera

@@ -11,6 +11,7 @@
 #include "acquisition/backends/simulated/cameraModel.h"
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
+#include "ombrix/version.h"
 #include "tools/common/arguments.h"
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/session.h"
@@ -199,6 +200,7 @@ int run(int argc, char** argv) {
   Options options;
   std::string calibration = "tables";
   CLI::App app("Works with uncooled thermal USB cameras.", "ombrix");
+  app.set_help_all_flag("--help-all", "the same for every subcommand");
   app.set_version_flag("--version", "ombrix " OMBRIX_VERSION);
   app.footer(kFooter);
   app.require_subcommand(0, 1);  // none is judged below: an unknown word is named first then

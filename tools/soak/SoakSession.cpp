@@ -43,6 +43,14 @@ std::string withNumbers(std::string text, Random& random) {
   return text;
 }
 
+/// How long the samples of a fault like "short:40" take to come: none of them need give a frame.
+Clock::duration spanOf(const std::string& fault, double rateHz) {
+  const std::size_t colon = fault.find(':');
+  if (colon == std::string::npos) return {};
+  const std::chrono::duration<double> span(std::stoi(fault.substr(colon + 1)) / rateHz);
+  return std::chrono::duration_cast<Clock::duration>(span);
+}
+
 }  // namespace
 
 SoakSession::SoakSession(simulation::SimulatedPlatform& simulated, const std::string& dataPath,
@@ -213,7 +221,10 @@ void SoakSession::strikeStream(std::size_t index) {
   if (fault.effect == Effect::loses) camera.state = State::lost;
   camera.unplugged = std::string_view(fault.text) == "unplug";
   camera.until = Clock::now() + std::chrono::milliseconds(random.between(200, 2500));
-  apply(index, withNumbers(fault.text, random));
+  const std::string text = withNumbers(fault.text, random);
+  apply(index, text);
+  // Its silence counts from when these have come.
+  camera.advanced = dog.unhindered() + spanOf(text, platform.camera(index).description().rateHz);
 }
 
 /// Half of the time a shutter run instead, which is no fault but takes as long.

@@ -21,6 +21,7 @@
 
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
+#include "ombrix/version.h"
 #include "tools/virtual-camera/PluggedCamera.h"
 #include "tools/virtual-camera/hostPort.h"
 
@@ -161,7 +162,7 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
   Options options;
   CLI::App app("Plugs simulated cameras into this machine's kernel as USB cameras.", "ombrix-virtual-camera");
-  app.set_version_flag("--version", "ombrix " OMBRIX_VERSION);
+  app.set_version_flag("--version", "ombrix-virtual-camera (ombrix) " OMBRIX_VERSION);
   app.footer(
       "Needs root and the kernel module vhci-hcd. The cameras stay plugged in until Ctrl-C.\n"
       "With step=on in the scenario, each line on standard input lets a frame period pass.\n"

@@ -3,6 +3,7 @@
 #include "imageFiles/tiff/StagedFile.h"
 #include "imageFiles/tiff/tiffPage.h"
 #include "imageFiles/tiffFiles.h"
+#include "ombrix/version.h"
 
 namespace imageFiles {
 namespace {

@@ -13,6 +13,16 @@ namespace {
 /// Never destroyed, so that a process may end while cameras stream.
 OverlayFonts& fonts = *new OverlayFonts;
 
+/// From the library's directory: as the build was told to install them, then as they lie beside "lib" of a
+/// prefix (the build tree and programs among them), and beside "lib/TRIPLET".
+constexpr const char* kOwnFonts[] = {
+#ifdef OMBRIX_FONTS_FROM_LIBRARY
+    OMBRIX_FONTS_FROM_LIBRARY,
+#endif
+    "../share/ombrix/fonts",
+    "../../share/ombrix/fonts",
+};
+
 bool isThere(const std::string& path) { return regularFileSize(path).has_value(); }
 
 BitmapFont loadTextFont(const std::string& dataDirectory) {
@@ -38,9 +48,8 @@ std::string fontFile(const std::string& dataDirectory, const std::string& name) 
   if (isThere(given)) return given;
   const std::string own = libraryDirectory();
   if (own.empty()) return given;
-  // "lib" of a prefix, and "lib/TRIPLET" where libraries of several machines stand side by side.
-  for (const char* up : {"..", "../.."}) {
-    const std::string path = format("{:s}/{:s}/share/ombrix/fonts/{:s}.bff", own, up, name);
+  for (const char* place : kOwnFonts) {
+    const std::string path = format("{:s}/{:s}/{:s}.bff", own, place, name);
     if (isThere(path)) return path;
   }
   return given;

@@ -232,10 +232,10 @@ void tabulateGain(ConstLevelCounts histogram, const GainSettings& settings, Gain
   writer.appendFlat(kTopLevel + 1);
 }
 
-void correctImage(ImageView<std::uint16_t> image, ConstLevelCounts histogram, const GainSettings& settings,
-                  GainTable table) {
+void correctImage(ImageView<const std::uint16_t> from, ImageView<std::uint16_t> to,
+                  ConstLevelCounts histogram, const GainSettings& settings, GainTable table) {
   tabulateGain(histogram, settings, table);
-  lookUpPixels(image.pixels(), table);
+  lookUpPixels(from.pixels(), to.pixels(), table);
 }
 
 OMBRIX_VECTORISED

@@ -31,9 +31,15 @@ struct GainSettings {
 void tabulateGain(ConstLevelCounts histogram, const GainSettings& settings, GainTable table);
 
 /// Histogram gain control: maps an image by the curve of `tabulateGain`, kept in `table`.
-/// histogram: the levels of the image, possibly before a small shift of them all.
-void correctImage(ImageView<std::uint16_t> image, ConstLevelCounts histogram, const GainSettings& settings,
-                  GainTable table);
+/// histogram: the levels of the image, possibly before a small shift of them all.  from, to: of one size; may
+/// be the same image, must not overlap otherwise.
+void correctImage(ImageView<const std::uint16_t> from, ImageView<std::uint16_t> to,
+                  ConstLevelCounts histogram, const GainSettings& settings, GainTable table);
+/// The same in place.
+inline void correctImage(ImageView<std::uint16_t> image, ConstLevelCounts histogram,
+                         const GainSettings& settings, GainTable table) {
+  correctImage(image, image, histogram, settings, table);
+}
 
 /// Counts the levels of an image after the table, from its histogram before it; that is much cheaper than
 /// counting pixels. The image's levels are those of the histogram plus `shift`, saturated.

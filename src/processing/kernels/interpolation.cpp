@@ -42,20 +42,21 @@ void weighRows(ImageView<const std::uint16_t> in, const AxisWeights& rows, std::
   std::array<float, taps> weights;
   for (std::uint32_t k = 0; k < taps; ++k) {
     source[k] = in.row(rows.first[y] + k);
-    weights[k] = rows.weights[std::size_t{y} * taps + k];
+    weights[k] = rows.weights[std::size_t{y} * rows.taps + k];
   }
   for (std::uint32_t x = first; x < end; ++x) {
     line[x] = weigh<taps, limited>(weights.data(), [&](std::uint32_t k) { return float(source[k][x]); });
   }
 }
 
-/// All output columns of kLanes rows. mixed: pixel x of lane r at x * kLanes + r.
-template <std::uint32_t taps, bool limited>
-void weighColumns(const float* mixed, const AxisWeights& columns, const LanePointers& out,
-                  std::uint32_t width) {
-  for (std::uint32_t x = 0; x < width; ++x) {
+/// Output columns first .. end - 1 of kLanes rows. mixed: pixel x of lane r at x * kLanes + r. stride:
+/// weights per output column; the loop is faster where it is a constant.
+template <std::uint32_t taps, bool limited, typename Stride>
+void weighColumns(const float* mixed, const AxisWeights& columns, std::uint32_t first, std::uint32_t end,
+                  Stride stride, const LanePointers& out) {
+  for (std::uint32_t x = first; x < end; ++x) {
     const float* const values = mixed + std::size_t{columns.first[x]} * kLanes;
-    const float* const weights = columns.weights.data() + std::size_t{x} * taps;
+    const float* const weights = columns.weights.data() + std::size_t{x} * stride;
     std::array<std::int32_t, kLanes> levels;
     for (std::uint32_t r = 0; r < kLanes; ++r) {
       const float sum =
@@ -103,7 +104,7 @@ void interpolateRows(ImageView<const std::uint16_t> in, ImageView<std::uint16_t>
   const AxisWeights& columns = weights.columns;
   // Positions grow with the column, so the outer ones bound the source columns in use.
   const std::uint32_t first = columns.first.front();
-  const std::uint32_t end = columns.first.back() + columns.taps;
+  const std::uint32_t end = columns.first.back() + columns.count.back();
   std::array<float*, kLanes> lines;
   for (std::uint32_t r = 0; r < kLanes; ++r) lines[r] = scratch + std::size_t{r} * in.width;
   float* const mixed = scratch + std::size_t{kLanes} * in.width;
@@ -114,14 +115,21 @@ void interpolateRows(ImageView<const std::uint16_t> in, ImageView<std::uint16_t>
       // At the band's end the spare lanes repeat its last row.
       const std::uint32_t row = std::min(y + r, band.end - 1);
       target[r] = out.row(row);
-      withTaps(weights.rows.taps, [&](auto taps) {
+      withTaps(weights.rows.count[row], [&](auto taps) {
         weighRows<decltype(taps)::value, limited>(in, weights.rows, row, first, end, lines[r]);
       });
     }
     mixLanes(lines, first, end, mixed);
-    withTaps(columns.taps, [&](auto taps) {
-      weighColumns<decltype(taps)::value, limited>(mixed, columns, target, out.width);
-    });
+    for (std::uint32_t x = 0, next = 0; x < out.width; x = next) {
+      const std::uint32_t count = columns.count[x];
+      while (next < out.width && columns.count[next] == count) ++next;
+      withTaps(count, [&](auto taps) {
+        const auto run = [&](auto stride) {
+          weighColumns<decltype(taps)::value, limited>(mixed, columns, x, next, stride, target);
+        };
+        count == columns.taps ? run(taps) : run(columns.taps);
+      });
+    }
   }
 }
 

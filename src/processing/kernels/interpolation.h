@@ -15,9 +15,10 @@ enum class Interpolation : std::uint8_t { nearest = 0, bilinear = 1, catmullRom 
 
 /// For every output column (or row): which source pixels it is made of, and their weights.
 struct AxisWeights {
-  std::uint32_t taps = 0;            ///< source pixels per output pixel, at most the axis' length
-  std::vector<std::uint32_t> first;  ///< first source pixel; first + taps stays within the image
-  std::vector<float> weights;        ///< taps per output pixel, their sum is 1
+  std::uint32_t taps = 0;            ///< source pixels per output pixel away from the edges
+  std::vector<std::uint32_t> first;  ///< first source pixel
+  std::vector<std::uint32_t> count;  ///< source pixels, at most `taps`; they stay within the image
+  std::vector<float> weights;        ///< room for `taps` per output pixel; those in use add up to 1
 };
 
 /// The weights of one zoom, made once and kept while zoom, method and size stay.

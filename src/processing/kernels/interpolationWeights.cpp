@@ -59,22 +59,26 @@ void weighPixel(AxisWeights& axis, Interpolation method, std::uint32_t index, do
     weights[static_cast<std::size_t>(k)] = weightAt(method, base + k - position);
     sum += weights[static_cast<std::size_t>(k)];
   }
-  // Taps beyond an edge give their weight to the edge pixel.
-  const std::int32_t start = std::clamp(base, 0, last + 1 - static_cast<std::int32_t>(axis.taps));
+  // Taps beyond an edge give their weight to the edge pixel, and no pixel stands in for them: it would
+  // widen the range that results are limited to.
+  const std::int32_t start = std::clamp(base, 0, last);
+  const std::int32_t end = std::clamp(base + taps, 1, last + 1);
   std::array<double, kMostTaps> folded{};
   for (std::int32_t k = 0; k < taps; ++k) {
     const std::int32_t pixel = std::clamp(base + k, 0, last);
     folded[static_cast<std::size_t>(pixel - start)] += weights[static_cast<std::size_t>(k)] / sum;
   }
   axis.first[index] = static_cast<std::uint32_t>(start);
-  for (std::uint32_t k = 0; k < axis.taps; ++k) {
+  axis.count[index] = static_cast<std::uint32_t>(end - start);
+  for (std::uint32_t k = 0; k < axis.count[index]; ++k) {
     axis.weights[std::size_t{index} * axis.taps + k] = static_cast<float>(folded[k]);
   }
 }
 
 void weighAxis(AxisWeights& axis, Interpolation method, double zoom, std::uint32_t length) {
-  axis.taps = std::min(tapCount(method), length);
+  axis.taps = tapCount(method);
   axis.first.resize(length);
+  axis.count.resize(length);
   axis.weights.resize(std::size_t{length} * axis.taps);
   const double middle = 0.5 * length;
   for (std::uint32_t i = 0; i < length; ++i) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <span>
 
 #include "common/numerics.h"
 #include "common/vectorised.h"
@@ -28,9 +27,10 @@ OMBRIX_INLINE std::uint16_t mapLevel(std::uint16_t level, const LinearRule& rule
 }
 
 OMBRIX_VECTORISED
-void mapPixels(std::span<std::uint16_t> pixels, const LinearRule& rule) {
+void mapPixels(const std::uint16_t* from, std::uint16_t* to, std::size_t count, const LinearRule& rule) {
   const LinearRule steady = rule;  // no store to a pixel changes it
-  for (std::uint16_t& pixel : pixels) pixel = mapLevel(pixel, steady);
+  OMBRIX_INDEPENDENT_ROUNDS
+  for (std::size_t i = 0; i < count; ++i) to[i] = mapLevel(from[i], steady);
 }
 
 OMBRIX_VECTORISED
@@ -41,10 +41,11 @@ void countMappedLevels(ConstLevelCounts histogram, std::int32_t shift, const Lin
 
 }  // namespace
 
-void mapLinear(ImageView<std::uint16_t> image, std::uint16_t low, std::uint16_t high) {
+void mapLinear(ImageView<const std::uint16_t> from, ImageView<std::uint16_t> to, std::uint16_t low,
+               std::uint16_t high) {
   if (high < low) return;
-  if (high > low) return mapPixels(image.pixels(), {low, high});
-  std::fill_n(image.data, image.pixelCount(), std::uint16_t{65535});
+  if (high > low) return mapPixels(from.data, to.data, to.pixelCount(), {low, high});
+  std::fill_n(to.data, to.pixelCount(), std::uint16_t{65535});
 }
 
 void countLinear(ConstLevelCounts histogram, std::int32_t shift, std::uint16_t low, std::uint16_t high,

@@ -7,9 +7,15 @@
 
 namespace kernels {
 
-/// Maps [low, high] linearly onto [0, 65535], in place; levels outside saturate. high < low leaves the image
-/// untouched; high == low sends every pixel, even one below the bound, to 65535.
-void mapLinear(ImageView<std::uint16_t> image, std::uint16_t low, std::uint16_t high);
+/// Maps [low, high] linearly onto [0, 65535]; levels outside saturate. high < low leaves `to` untouched;
+/// high == low sends every pixel, even one below the bound, to 65535.  from, to: of one size; may be the same
+/// image, must not overlap otherwise.
+void mapLinear(ImageView<const std::uint16_t> from, ImageView<std::uint16_t> to, std::uint16_t low,
+               std::uint16_t high);
+/// The same in place.
+inline void mapLinear(ImageView<std::uint16_t> image, std::uint16_t low, std::uint16_t high) {
+  mapLinear(image, image, low, high);
+}
 
 /// Counts the levels that `mapLinear` gives, without looking at the pixels again.  histogram: of the levels
 /// before they were shifted by `shift` (saturating) and mapped.  counts: cleared first.

@@ -21,16 +21,16 @@ void averagePixels(std::span<std::uint16_t> frame, std::span<std::uint16_t> aver
   }
 }
 
-void lookUpPixels(std::span<std::uint16_t> pixels, LevelTable table) {
+void lookUpPixels(std::span<const std::uint16_t> from, std::span<std::uint16_t> to, LevelTable table) {
   // A few at a time: results wait beside the picture, so that no store stands between two look-ups.
   constexpr std::size_t kGroup = 8;
-  const std::size_t whole = pixels.size() / kGroup * kGroup;
+  const std::size_t whole = to.size() / kGroup * kGroup;
   for (std::size_t begin = 0; begin < whole; begin += kGroup) {
     std::array<std::uint16_t, kGroup> found;
-    for (std::size_t i = 0; i < kGroup; ++i) found[i] = table[pixels[begin + i]];
-    std::copy(found.begin(), found.end(), pixels.begin() + static_cast<std::ptrdiff_t>(begin));
+    for (std::size_t i = 0; i < kGroup; ++i) found[i] = table[from[begin + i]];
+    std::copy(found.begin(), found.end(), to.begin() + static_cast<std::ptrdiff_t>(begin));
   }
-  for (std::uint16_t& pixel : pixels.subspan(whole)) pixel = table[pixel];
+  for (std::size_t i = whole; i < to.size(); ++i) to[i] = table[from[i]];
 }
 
 }  // namespace kernels

@@ -14,7 +14,12 @@ using LevelTable = std::span<const std::uint16_t, kLevels>;
 /// length. alpha: weight of the past, 0 to 1.
 void averagePixels(std::span<std::uint16_t> frame, std::span<std::uint16_t> average, float alpha);
 
-/// Replaces every level by its table entry.
-void lookUpPixels(std::span<std::uint16_t> pixels, LevelTable table);
+/// Writes every level's table entry.  from, to: of one length; may be the same pixels, must not overlap
+/// otherwise.
+void lookUpPixels(std::span<const std::uint16_t> from, std::span<std::uint16_t> to, LevelTable table);
+/// The same in place.
+inline void lookUpPixels(std::span<std::uint16_t> pixels, LevelTable table) {
+  lookUpPixels(pixels, pixels, table);
+}
 
 }  // namespace kernels

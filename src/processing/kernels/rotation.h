@@ -16,8 +16,8 @@ struct RotationStep {
 /// degrees: clockwise as the picture is seen, finite. Multiples of 90 are exact.
 RotationStep rotationStep(double degrees);
 
-/// Turns `in` about its centre into `out`, an image of the same size. Levels between pixels are bilinear,
-/// rounded; what lies outside repeats the nearest edge pixel. Writes the rows of `band`.
+/// Turns `in` about its centre into `out`, an image of the same size. Levels between pixels are bilinear, by
+/// weights of 14 bits, rounded; what lies outside repeats the nearest edge pixel. Writes the rows of `band`.
 void rotateImage(ImageView<const std::uint16_t> in, ImageView<std::uint16_t> out, RotationStep step,
                  RowBand band);
 

@@ -18,16 +18,15 @@ struct Place {
 /// Where the pixel that the turned picture shows at `shown` lies in the image. Returns false for an angle
 /// that is not known. Between pixels (one side odd, the other even) the left or upper one is taken.
 bool unturn(Place shown, std::int32_t width, std::int32_t height, float degrees, Place& place) {
-  const std::int32_t difference = (width - height) >> 1;  // rounds down, also below 0
-  const std::int32_t sum = (width + height - 2) >> 1;
+  const std::int32_t sum = (width + height - 2) >> 1;  // rounds down, also below 0, as the others do
   if (degrees == 0.0f) {
     place = shown;
   } else if (degrees == 90.0f) {
-    place = {shown.y + difference, sum - shown.x};
+    place = {shown.y + ((width - height) >> 1), sum - shown.x};
   } else if (degrees == 180.0f) {
     place = {width - 1 - shown.x, height - 1 - shown.y};
   } else if (degrees == 270.0f) {
-    place = {sum - shown.y, shown.x - difference};
+    place = {sum - shown.y, shown.x + ((height - width) >> 1)};
   } else {
     return false;
   }

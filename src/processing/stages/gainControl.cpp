@@ -11,22 +11,21 @@ void tabulateLevels(FrameContext& frame) {
   mapping.shownLow = 0;
   mapping.shownHigh = 65535;
   kernels::countShifted(ConstLevelCounts{frame.data.statistics.histogram}, mapping.levelShift, counts);
-  kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
 
 }  // namespace
 
 void mapBetween(FrameContext& frame, std::uint16_t low, std::uint16_t high) {
-  // Crossed bounds leave the value table as it is, together with the picture.
+  // Crossed bounds leave the counts as they are, together with the picture.
   if (high < low) return;
   MappingState& mapping = frame.data.mapping;
   const LevelCounts counts{mapping.colorCounts};
   mapping.shownLow = low;
   mapping.shownHigh = high;
-  kernels::mapLinear(frame.working->view(), low, high);
+  kernels::mapLinear(frame.levels->view(), frame.working->view(), low, high);
+  frame.wrote(*frame.working);
   kernels::countLinear(ConstLevelCounts{frame.data.statistics.histogram}, mapping.levelShift, low, high,
                        counts);
-  kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
 
 void mapLevels(FrameContext& frame) {

@@ -3,7 +3,6 @@
 #include "common/numerics.h"
 #include "processing/kernels/contrastTable.h"
 #include "processing/kernels/histogramGain.h"
-#include "processing/kernels/linearMapping.h"
 #include "processing/stages/gainModes.h"
 
 namespace {
@@ -28,10 +27,10 @@ void mapEqualized(FrameContext& frame, float weight) {
   const kernels::GainTable table{mapping.gainTable};
   mapping.shownLow = stats.statsMin;
   mapping.shownHigh = stats.statsMax;
-  kernels::correctImage(frame.working->view(), histogram,
+  kernels::correctImage(frame.levels->view(), frame.working->view(), histogram,
                         {stats.statsMin, stats.statsMax, weight, steepestSlope(frame.data)}, table);
+  frame.wrote(*frame.working);
   kernels::countMapped(histogram, mapping.levelShift, table, counts);
-  kernels::fillGaps(counts, LevelCounts{mapping.valueTable});
 }
 
 void tabulateContrast(FrameContext& frame) {

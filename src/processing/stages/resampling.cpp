@@ -12,9 +12,12 @@ using kernels::Interpolation;
 
 bool usableZoom(float zoom) { return std::isfinite(zoom) && zoom > 0.0f; }
 
+/// At this zoom a picture stays as it is.
+bool plain(float zoom) { return zoom == 1.0f || !usableZoom(zoom); }
+
 void interpolate(FrameContext& frame, const image<unsigned short>& from, image<unsigned short>& to,
                  kernels::InterpolationWeights& weights, float zoom, std::uint8_t method) {
-  if (zoom == 1.0f || !usableZoom(zoom)) return copyImage(from, to);
+  if (plain(zoom)) return copyImage(from, to);
   weights.prepare(zoom, method, from.width, from.height);
   const std::uint32_t tasks = bandTaskCountOf(to.pixelCount());
   BandScratch& scratch = frame.data.resampling.scratch;
@@ -36,30 +39,51 @@ bool filterFollows(const FrameContext& frame) {
   return frame.data.output.spatialFiltering && !frame.calibrating() && !frame.shutterRun();
 }
 
-void resampleFirst(FrameContext& frame) {
-  auto& data = frame.data;
-  const float zoom = data.output.zoomFactor;
-  if (zoom == 1.0f || !frame.options.digitalZoom) {
-    constexpr auto method = static_cast<std::uint8_t>(Interpolation::lanczos3);
-    return interpolate(frame, *frame.working, data.zoomImage, data.resampling.firstWeights, zoom, method);
-  }
-  const auto run = [factor = digitalFactor(zoom), in = frame.working->view(), out = data.zoomImage.view()](
-                       kernels::RowBand band) { kernels::zoomPixels(in, out, factor, band); };
-  runBands(bandTaskCountOf(data.zoomImage.pixelCount()), data.zoomImage.height, run, "digitalZoom");
+/// A picture of the output's size; zooms may change while frames flow, and the first frame pays for it.
+image<unsigned short>& likeOutput(FrameContext& frame, image<unsigned short>& picture) {
+  const image<unsigned short>& output = frame.data.outputImage;
+  if (picture.empty()) picture.allocate(output.width, output.height);
+  return picture;
 }
 
-/// Into the output image, or beside it for the spatial filter, which cannot work in place. For that one a
-/// plain copy would be of no use.
-void resampleSecond(FrameContext& frame) {
+/// Where the first resampling leaves its result: the working image itself where it changes nothing.
+image<unsigned short>& resampleFirst(FrameContext& frame) {
+  auto& data = frame.data;
+  const float zoom = data.output.zoomFactor;
+  const bool digital = frame.options.digitalZoom && zoom != 1.0f;
+  if (!digital && plain(zoom)) return *frame.working;
+  image<unsigned short>& zoomed = likeOutput(frame, data.zoomImage);
+  if (!digital) {
+    constexpr auto method = static_cast<std::uint8_t>(Interpolation::lanczos3);
+    interpolate(frame, *frame.working, zoomed, data.resampling.firstWeights, zoom, method);
+    return zoomed;
+  }
+  const auto run = [factor = digitalFactor(zoom), in = frame.working->view(), out = zoomed.view()](
+                       kernels::RowBand band) { kernels::zoomPixels(in, out, factor, band); };
+  runBands(bandTaskCountOf(zoomed.pixelCount()), zoomed.height, run, "digitalZoom");
+  return zoomed;
+}
+
+/// The output takes over a picture that nothing reads any more, with its memory for the next frame's.
+void takeOver(image<unsigned short>& picture, image<unsigned short>& output) {
+  if (picture.width != output.width || picture.height != output.height) return copyImage(picture, output);
+  picture.swap(output);
+}
+
+/// Into the output image, or beside it for the spatial filter, which cannot work in place.
+void resampleSecond(FrameContext& frame, image<unsigned short>& first) {
   auto& data = frame.data;
   ResamplingState& state = data.resampling;
   const float zoom = data.output.secondZoomFactor;
   const bool filter = filterFollows(frame);
-  state.filterInput = filter ? &data.zoomImage : nullptr;
-  if (filter && (zoom == 1.0f || !usableZoom(zoom))) return;
-  if (filter) state.filterInput = &state.unfilteredImage;
-  interpolate(frame, data.zoomImage, filter ? state.unfilteredImage : data.outputImage, state.secondWeights,
-              zoom, data.output.secondInterpolation);
+  state.filterInput = filter ? &first : nullptr;
+  if (plain(zoom)) {
+    if (!filter) takeOver(first, data.outputImage);
+    return;
+  }
+  if (filter) state.filterInput = &likeOutput(frame, state.unfilteredImage);
+  interpolate(frame, first, filter ? state.unfilteredImage : data.outputImage, state.secondWeights, zoom,
+              data.output.secondInterpolation);
 }
 
 /// The plain half of the split demonstration: the working image at the zoom of both resamplings together,
@@ -83,11 +107,11 @@ void keepUnfilteredCopy(FrameContext& frame) {
 
 void resampleFrame(FrameContext& frame) {
   auto& data = frame.data;
-  resampleFirst(frame);
-  resampleSecond(frame);
+  image<unsigned short>& first = resampleFirst(frame);
   if (frame.options.splitDemo) {
     keepUnfilteredCopy(frame);
   } else if (!data.splitImage.empty()) {
     data.splitImage.release();
   }
+  resampleSecond(frame, first);
 }

@@ -14,11 +14,11 @@ void rotateFrame(FrameContext& frame) {
     return;
   }
   // The angle may be set while frames flow; the first frame that sees it pays for the buffer.
-  if (rotated.empty()) rotated.allocate(frame.working->width, frame.working->height);
-  const ImageView<const std::uint16_t> in = frame.working->view();
+  if (rotated.empty()) rotated.allocate(frame.levels->width, frame.levels->height);
+  const ImageView<const std::uint16_t> in = frame.levels->view();
   const ImageView<std::uint16_t> out = rotated.view();
   const kernels::RotationStep step = kernels::rotationStep(double{degrees});
   const auto rotate = [&](kernels::RowBand band) { kernels::rotateImage(in, out, step, band); };
   runBands(bandTaskCountOf(out.pixelCount()), out.height, rotate, "rotateImage");
-  frame.working = &rotated;
+  frame.wrote(rotated);
 }

@@ -39,6 +39,8 @@ void measureStatistics(FrameContext& frame);
 void compensateLevel(FrameContext& frame);
 /// Gain control by mapping mode.
 void mapLevels(FrameContext& frame);
+/// Brings levels that no stage has changed into the working image.
+void leaveCorrectedCopy(FrameContext& frame);
 /// Measures temperature and noise of the image centre.
 void measureTarget(FrameContext& frame);
 

@@ -25,7 +25,7 @@ PixelPosition position(const kernels::LevelAt& place) {
 void measureStatistics(FrameContext& frame) {
   FrameStatistics& stats = frame.data.statistics;
   const auto measured =
-      kernels::measureFrame(frame.working->view(), LevelCounts{stats.histogram}, stats.banks);
+      kernels::measureFrame(frame.levels->view(), LevelCounts{stats.histogram}, stats.banks);
   stats.minPosition = position(measured.minimum);
   stats.maxPosition = position(measured.maximum);
   stats.frameMean = measured.mean;
@@ -49,6 +49,7 @@ void compensateLevel(FrameContext& frame) {
   const FrameStatistics& stats = frame.data.statistics;
   // Frame minus running mean, in this direction on purpose.
   const std::int32_t offset = std::clamp(stats.frameMean - stats.statsMean, -kLargestShift, kLargestShift);
-  kernels::shiftLevels(frame.working->view(), offset);
+  kernels::shiftLevels(frame.levels->view(), frame.working->view(), offset);
+  frame.wrote(*frame.working);
   frame.data.mapping.levelShift = offset;
 }

@@ -21,8 +21,9 @@ struct MappingState {
 
   /// Pixels per output level. The published colour histogram and the histogram panel show it.
   std::vector<std::uint32_t> colorCounts = std::vector<std::uint32_t>(kLevels);
-  /// `colorCounts` with every empty entry taking the value of the one before it.
-  std::vector<std::uint32_t> valueTable = std::vector<std::uint32_t>(kLevels);
+  /// `colorCounts` with every empty entry taking the value of the one before it. Made anew at each call: no
+  /// stage needs it.
+  std::vector<std::uint32_t> valueTable() const;
   /// Clipped cumulative distribution of the output levels, from near 0 to 1.
   std::vector<float> contrastTable = std::vector<float>(kLevels);
 

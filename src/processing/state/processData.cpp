@@ -5,13 +5,12 @@
 processData<unsigned short>::processData() { restart(); }
 
 void processData<unsigned short>::allocate(std::uint16_t width, std::uint16_t height) {
-  // rotatedImage and splitImage belong to rarely used switches; their stages allocate them at first use.
+  // The other images belong to rarely used switches; their stages allocate them at first use.
   release();
-  for (auto* picture : {&rawImage, &correctedCopy, &temporalState, &zoomImage, &outputImage}) {
+  for (auto* picture : {&rawImage, &correctedCopy, &temporalState, &outputImage}) {
     picture->allocate(width, height);
   }
   for (auto* table : {&ffcAccumulator, &kept.slot0Low, &manual.sums}) table->allocate(width, height);
-  resampling.unfilteredImage.allocate(width, height);
   colorImage.allocate(width, height);
   destriping.columns.allocate(width, height);
   destriping.rows.allocate(width, height);

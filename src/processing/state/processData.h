@@ -43,11 +43,11 @@ struct processData<unsigned short> {
   image<unsigned int>& slot0Low() { return kept.borrowed ? kept.slot0Low : ffcAccumulator; }
   std::uint16_t& tableFrames() { return kept.borrowed ? kept.frames : calibration.ffcFramesToTake; }
 
-  image<unsigned short> rawImage;       ///< the delivered frame; corrected and mapped in place
+  image<unsigned short> rawImage;       ///< the delivered frame; corrected and mapped in it
   image<unsigned short> rotatedImage;   ///< takes over from `rawImage` while rotation is on; else empty
   image<unsigned short> correctedCopy;  ///< after correction, before gain control: the radiometric picture
   image<unsigned short> temporalState;  ///< running average of the temporal filter
-  image<unsigned short> zoomImage;      ///< after the first resampling
+  image<unsigned short> zoomImage;      ///< after a first resampling that changes anything; else empty
   image<unsigned short> outputImage;    ///< after the second resampling and spatial filter; is colourised
   image<unsigned short> splitImage;     ///< unfiltered half of the split demonstration; else empty
   image<unsigned int> ffcAccumulator;   ///< sum of a calibration's frames; the low table of slot 0

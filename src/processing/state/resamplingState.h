@@ -32,7 +32,7 @@ struct ResamplingState {
   kernels::InterpolationWeights firstWeights;
   kernels::InterpolationWeights secondWeights;
   kernels::InterpolationWeights splitWeights;
-  image<unsigned short> unfilteredImage;  ///< takes the second resampling's result while the filter runs
+  image<unsigned short> unfilteredImage;  ///< a second resampling's result while the filter runs; else empty
   const image<unsigned short>* filterInput = nullptr;  ///< of this frame; null: the filter rests
   float noiseSigma = -1.0f;  ///< smoothed noise of the output image, levels; -1 until measured
   BandScratch scratch;

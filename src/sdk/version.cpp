@@ -1,0 +1,3 @@
+#include "ombrix/version.h"
+
+const char* ombrixVersion() { return OMBRIX_VERSION; }
