@@ -1,12 +1,8 @@
 #include "bench/figures/measurements.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <ctime>
-#include <fstream>
 #include <future>
 #include <stdexcept>
 #include <string>
@@ -16,6 +12,7 @@
 #include "bench/peers/ReferencePool.h"
 #include "common/format.h"
 #include "core/ThreadPool.h"
+#include "platform/system.h"
 
 namespace bench {
 
@@ -30,22 +27,13 @@ double quantile(std::vector<double> values, double part) {
   return values[static_cast<std::size_t>(place)];
 }
 
-double processorSeconds() {
-  timespec time{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
+double processorSeconds() { return 1e-9 * static_cast<double>(platform::processCpuNs()); }
 
 double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-double residentMiB() {
-  std::ifstream statm("/proc/self/statm");
-  double total = 0.0, resident = 0.0;
-  statm >> total >> resident;
-  return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
-}
+double residentMiB() { return static_cast<double>(platform::processUse().residentBytes) / (1024.0 * 1024.0); }
 
 /// Microseconds to hand two empty tasks to a pool and wait for both.
 template <typename Pool>

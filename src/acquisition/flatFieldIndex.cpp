@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "calibration/ffcFile.h"
+#include "common/filePath.h"
 #include "common/format.h"
 
 namespace fs = std::filesystem;
@@ -36,9 +37,9 @@ std::vector<TableFile> tablesIn(const std::string& folder, const std::string& pr
                                 const CalibrationPlaces& places) {
   std::vector<TableFile> found;
   std::error_code failure;
-  fs::directory_iterator entry(folder, failure);
+  fs::directory_iterator entry(filePath(folder), failure);
   for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-    const std::string name = entry->path().filename().string();
+    const std::string name = pathText(entry->path().filename());
     if (name.compare(0, prefix.size(), prefix) != 0 || entry->path().extension() != ".ffc") continue;
     const std::string path = format("{:s}/{:s}", folder, name);
     std::uint16_t frames = 0;

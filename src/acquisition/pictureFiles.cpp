@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "acquisition/imageAcquisition.h"
+#include "common/filePath.h"
 #include "common/format.h"
 #include "core/logger.h"
 #include "core/settings.h"
@@ -40,7 +41,7 @@ void imageAcquisition::prepareReplay() {
   const auto path = imageFiles::dumpName(name(), device.serialNumber);
   const std::string_view shown(path.data());
   std::error_code failure;
-  if (!std::filesystem::exists(path.data(), failure)) return;
+  if (!std::filesystem::exists(filePath(path.data()), failure)) return;
   std::string problem;
   auto pages = imageFiles::TiffPageReader::openFile(path.data(), device.width, device.height, problem);
   if (!pages) {

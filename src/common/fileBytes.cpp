@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <exception>
-#include <filesystem>
 #include <fstream>
 #include <ios>
 #include <system_error>
+
+#include "common/filePath.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ namespace {
 std::optional<std::vector<std::uint8_t>> readPart(const std::string& path, std::uint64_t at,
                                                   std::uint64_t count) {
   try {
-    std::ifstream file(path, std::ios::in | std::ios::binary);
+    std::ifstream file(filePath(path), std::ios::in | std::ios::binary);
     if (!file.is_open()) return std::nullopt;
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(count));
     file.seekg(static_cast<std::streamoff>(at));
@@ -30,8 +31,8 @@ std::optional<std::vector<std::uint8_t>> readPart(const std::string& path, std::
 std::optional<std::uint64_t> regularFileSize(const std::string& path) {
   try {
     std::error_code status;
-    if (!std::filesystem::is_regular_file(path, status)) return std::nullopt;
-    const std::uintmax_t size = std::filesystem::file_size(path, status);
+    if (!std::filesystem::is_regular_file(filePath(path), status)) return std::nullopt;
+    const std::uintmax_t size = std::filesystem::file_size(filePath(path), status);
     if (status) return std::nullopt;
     return size;
   } catch (const std::exception&) {  // a name that the system cannot express
@@ -54,7 +55,7 @@ std::optional<std::vector<std::uint8_t>> readFileTail(const std::string& path, s
 }
 
 FileWrite writeFileBytes(const std::string& path, std::span<const std::uint8_t> bytes) {
-  std::ofstream file(path, std::ios::out | std::ios::trunc | std::ios::binary);
+  std::ofstream file(filePath(path), std::ios::out | std::ios::trunc | std::ios::binary);
   if (!file.is_open()) return FileWrite::notOpened;
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   file.close();

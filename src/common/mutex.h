@@ -9,7 +9,9 @@
 /// `std::mutex*`, which bypasses the check of the order (see `LockScope`).
 class CAPABILITY("mutex") Mutex : public std::mutex {
  public:
-  constexpr explicit Mutex(LockRank rank = LockRank::leaf) noexcept : place(rank) {}
+  /// A template, since not every system has a mutex that can be made at compile time.
+  template <typename Rank = LockRank>
+  constexpr explicit Mutex(Rank rank = LockRank::leaf) noexcept : place(rank) {}
 
   void lock() ACQUIRE() {
     place.enter();

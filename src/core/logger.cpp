@@ -3,11 +3,12 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 
+#include "common/filePath.h"
 #include "common/format.h"
 #include "common/mutex.h"
+#include "platform/system.h"
 
 namespace {
 
@@ -60,13 +61,7 @@ State& state() {
 
 std::string timeStamp() {
   const std::time_t now = std::time(nullptr);
-  std::tm parts{};
-  const bool local = state().localTime.load(std::memory_order_relaxed);
-#if defined(_WIN32)
-  local ? localtime_s(&parts, &now) : gmtime_s(&parts, &now);
-#else
-  local ? localtime_r(&now, &parts) : gmtime_r(&now, &parts);
-#endif
+  const std::tm parts = platform::calendarTime(now, state().localTime.load(std::memory_order_relaxed));
   return format("{:04d}-{:02d}-{:02d} {:02d}:{:02d}:{:02d}", parts.tm_year + 1900, parts.tm_mon + 1,
                 parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
 }
@@ -149,7 +144,8 @@ void openFiles(Level level, const std::string& directory, const LogContext& cont
     if (directory.empty()) return;
     for (const Level each : kOrder) {
       if (each > level) continue;
-      s.files[each].stream.open(directory + std::string(kStyles[each].fileName), std::ios::trunc);
+      s.files[each].stream.open(filePath(directory + std::string(kStyles[each].fileName)),
+                                std::ios::trunc | std::ios::binary);
       opened[each] = s.files[each].stream.is_open();
     }
     s.fileLogging.store(true, std::memory_order_release);
@@ -179,9 +175,7 @@ void logger::init(const verbosityLevel& level, const std::string& logDirectory, 
     MutexLock lock(s.consoleMutex);
     refused = threshold.load() != kUninitialized;
     if (!refused) {
-#if defined(_WIN32)
-      std::system("chcp 65001 >nul");
-#endif
+      platform::setUpConsole();
       s.terminalRows = kTerminalRows;
       s.terminalColumns = kTerminalColumns;
       s.localTime = localTime;

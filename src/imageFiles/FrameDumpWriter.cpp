@@ -7,8 +7,10 @@
 #include <string_view>
 #include <system_error>
 
+#include "common/filePath.h"
 #include "common/format.h"
 #include "core/logger.h"
+#include "platform/system.h"
 
 namespace imageFiles {
 
@@ -18,6 +20,7 @@ DumpName dumpName(const std::string& cameraName, std::uint64_t serialNumber) {
   // braces are part of the name, and so is a temperature of 0.00.
   std::snprintf(name.data(), name.size(), "data/pictures/%s_{:d}_grab_%06lld_%.2fK_{:d}.tiff",
                 cameraName.c_str(), static_cast<long long>(serialNumber), 0.0);
+  platform::permitFileName(name.data());
   return name;
 }
 
@@ -57,7 +60,7 @@ void FrameDumpWriter::waitForTask() {
 bool FrameDumpWriter::appendPage(std::string& problem) {
   if (!file.isOpen()) {
     std::error_code ignored;  // what cannot be made cannot be opened either
-    std::filesystem::create_directories(std::filesystem::path(name.data()).parent_path(), ignored);
+    std::filesystem::create_directories(filePath(name.data()).parent_path(), ignored);
     if (!file.open(name.data(), pagePixels.width, pagePixels.height, problem)) return false;
   }
   return file.append(std::span(pagePixels.data, pagePixels.pixelCount()), pageInfo, problem);

@@ -1,11 +1,11 @@
 #include "imageFiles/writePicture.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <system_error>
 #include <vector>
 
 #include "common/fileBytes.h"
+#include "common/filePath.h"
 #include "imageFiles/pngFile.h"
 #include "imageFiles/tiffFiles.h"
 
@@ -24,7 +24,7 @@ bool writePicture(const std::string& path, const Picture& picture, std::string& 
     return false;
   }
   std::error_code status;
-  if (std::filesystem::is_fifo(path, status)) {  // opening one waits for its reader, for ever if need be
+  if (std::filesystem::is_fifo(filePath(path), status)) {  // opening one waits for its reader, for ever if need be
     problem = "it is a pipe";
     return false;
   }
@@ -37,7 +37,7 @@ bool writePicture(const std::string& path, const Picture& picture, std::string& 
   // Half a picture helps nobody; a device of that name stays.
   if (outcome == FileWrite::failed && regularFileSize(path)) {
     std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    std::filesystem::remove(filePath(path), ignored);
   }
   return false;
 }

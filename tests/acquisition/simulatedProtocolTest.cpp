@@ -134,7 +134,7 @@ TEST(SimulatedProtocol, TransfersAreCheckedAndLogged) {
   EXPECT_EQ(camera.controlGet(5, buffer.first(15)), -ENOBUFS);
   EXPECT_EQ(camera.controlGet(0, buffer), -ENOENT);
   EXPECT_EQ(camera.controlGet(17, buffer), -ENOENT);
-  EXPECT_EQ(camera.controlSet(4, buffer.first(8)), -EBADRQC);
+  EXPECT_EQ(camera.controlSet(4, buffer.first(8)), -EPERM);
   EXPECT_EQ(camera.controlGet(4, buffer.first(8)), -EPIPE);
   EXPECT_EQ(ask(camera, "R13 060C 0000"), "R13 060C 01A4");
   const auto log = camera.transfers();

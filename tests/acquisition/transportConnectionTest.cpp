@@ -6,6 +6,7 @@
 #include "acquisition/transport/UVCConnection.h"
 #include "acquisition/transport/deviceList.h"
 #include "acquisition/transport/extensionUnit.h"
+#include "platform/system.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedPlatform.h"
 #include "support/golden.h"
@@ -193,16 +194,15 @@ TEST(ExtensionUnit, TransfersReachItsNodeOrThrow) {
 
 TEST(PlatformChoice, FollowsTheEnvironment) {
   LogCapture log(logger::verbosityInfo);
-  const char* const before = std::getenv("OMBRIX_BACKEND");
-  const std::string saved = before ? before : "";
-  setenv("OMBRIX_BACKEND", "sundial", 1);
+  const auto before = platform::environmentVariable("OMBRIX_BACKEND");
+  platform::setEnvironmentVariable("OMBRIX_BACKEND", "sundial");
   transport::installVideoPlatform(nullptr);
   EXPECT_FALSE(UVCConnection::init());
   ASSERT_EQ(log.lines().size(), 1u);
   EXPECT_THAT(log.lines()[0], HasSubstr("OMBRIX_BACKEND: video backend 'sundial' is not built in"));
   EXPECT_EQ(UVCConnection::deviceCount(), 0);
 
-  unsetenv("OMBRIX_BACKEND");
+  platform::setEnvironmentVariable("OMBRIX_BACKEND", std::nullopt);
   transport::installVideoPlatform(nullptr);
   EXPECT_TRUE(UVCConnection::init());
   EXPECT_TRUE(UVCConnection::init());
@@ -214,6 +214,6 @@ TEST(PlatformChoice, FollowsTheEnvironment) {
   EXPECT_EQ(log.count("No video backend for real cameras is built in"), 1u);
 #endif
   UVCConnection::shutdown();
-  if (before) setenv("OMBRIX_BACKEND", saved.c_str(), 1);
+  platform::setEnvironmentVariable("OMBRIX_BACKEND", before);
   transport::installVideoPlatform(nullptr);
 }

@@ -19,8 +19,10 @@ constexpr int kTimeoutMs = 10000;
 class PublicSurface : public testing::Test {
  protected:
   PublicSurface() {
-    setenv("OMBRIX_BACKEND", "simulated", 1);
-    setenv("OMBRIX_SIMULATION", "bramble6,marlow3;scene=room;seed=7", 1);
+    static char backend[] = "OMBRIX_BACKEND=simulated";  // the environment keeps the texts themselves
+    static char cameras[] = "OMBRIX_SIMULATION=bramble6,marlow3;scene=room;seed=7";
+    putenv(backend);
+    putenv(cameras);
   }
 };
 

@@ -1,8 +1,10 @@
 #include "support/allocationCounter.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+#include <memory>
 #include <new>
 
 #if OMBRIX_OWN_NEW
@@ -14,11 +16,21 @@ thread_local std::uint64_t untilFailure = 0;  // allocations until the one that 
 void* allocate(std::size_t bytes, std::size_t alignment) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   if (untilFailure > 0 && --untilFailure == 0) throw std::bad_alloc();
-  const std::size_t whole = bytes ? (bytes + alignment - 1) / alignment * alignment : alignment;
-  void* const block =
-      alignment > alignof(std::max_align_t) ? std::aligned_alloc(alignment, whole) : std::malloc(whole);
+  const bool plain = alignment <= alignof(std::max_align_t);
+  void* block = std::malloc(plain ? std::max<std::size_t>(bytes, 1) : bytes + alignment + sizeof(void*));
   if (!block) throw std::bad_alloc();
+  if (plain) return block;
+  // The address of the whole lies before the part that is handed out.
+  void* const whole = block;
+  std::size_t room = bytes + alignment;
+  block = static_cast<std::byte*>(block) + sizeof(void*);
+  std::align(alignment, bytes, block, room);
+  static_cast<void**>(block)[-1] = whole;
   return block;
+}
+
+void release(void* block, std::size_t alignment) noexcept {
+  std::free(block && alignment > alignof(std::max_align_t) ? static_cast<void**>(block)[-1] : block);
 }
 
 void* tryAllocate(std::size_t bytes, std::size_t alignment) noexcept {
@@ -57,15 +69,23 @@ void* operator new[](std::size_t bytes, Alignment alignment, const Nothrow& none
 }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, Alignment) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t, Alignment) noexcept { std::free(block); }
+void operator delete(void* block, Alignment alignment) noexcept { release(block, std::size_t(alignment)); }
+void operator delete(void* block, std::size_t, Alignment alignment) noexcept {
+  release(block, std::size_t(alignment));
+}
 void operator delete(void* block, const Nothrow&) noexcept { std::free(block); }
-void operator delete(void* block, Alignment, const Nothrow&) noexcept { std::free(block); }
+void operator delete(void* block, Alignment alignment, const Nothrow&) noexcept {
+  release(block, std::size_t(alignment));
+}
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, Alignment) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t, Alignment) noexcept { std::free(block); }
+void operator delete[](void* block, Alignment alignment) noexcept { release(block, std::size_t(alignment)); }
+void operator delete[](void* block, std::size_t, Alignment alignment) noexcept {
+  release(block, std::size_t(alignment));
+}
 void operator delete[](void* block, const Nothrow&) noexcept { std::free(block); }
-void operator delete[](void* block, Alignment, const Nothrow&) noexcept { std::free(block); }
+void operator delete[](void* block, Alignment alignment, const Nothrow&) noexcept {
+  release(block, std::size_t(alignment));
+}
 
 #endif

@@ -27,7 +27,7 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-  std::string path(const std::string& name) const { return (folder / name).string(); }
+  std::string path(const std::string& name) const { return (folder / name).generic_string(); }
 
   /// Writes a file and gives its path.
   std::string file(const std::string& name, std::string_view bytes) const {
@@ -43,7 +43,7 @@ class ScratchFolder {
   std::filesystem::path folder;
 };
 
-inline std::string fileContents(const std::string& path) {
+inline std::string fileContents(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "core/settings.h"
+#include "platform/system.h"
 #include "support/SdkRig.h"
 #include "support/scratchFiles.h"
 #include "support/waitFor.h"
@@ -47,7 +48,7 @@ int framesWithin(Ombrix& camera, Clock::duration span) {
 
 TEST(LifeCycle, WithoutCamerasItComesUpAndSaysSo) {
   const LogCapture log;
-  unsetenv("OMBRIX_BACKEND");
+  platform::setEnvironmentVariable("OMBRIX_BACKEND", std::nullopt);
 #if defined(__linux__)
   const ScratchFolder empty;  // a system without video, whatever is plugged into this one
   const auto calls = std::make_shared<v4l2::LinuxSystemCalls>();

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/logger.h"
+#include "platform/system.h"
 #include "tools/common/defaultCalibration.h"
 
 namespace {
@@ -21,11 +22,11 @@ class DefaultCalibration : public testing::Test {
   void SetUp() override {
     logger::setConsoleSink([](std::string_view) {});
     fs::remove_all(cache);
-    setenv("XDG_CACHE_HOME", cache.c_str(), 1);
+    platform::setEnvironmentVariable("XDG_CACHE_HOME", cache.generic_string());
   }
   void TearDown() override {
     logger::setConsoleSink({});
-    unsetenv("XDG_CACHE_HOME");
+    platform::setEnvironmentVariable("XDG_CACHE_HOME", std::nullopt);
     fs::remove_all(cache);
   }
   std::size_t setCount() const {
@@ -87,7 +88,7 @@ TEST_F(DefaultCalibration, GoesOnWithout) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(defaultCalibrationDirectory("marlow3", 0, false), "");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "ombrix: going on without calibration files: '" + sets.string() + "': Not a directory\n");
+            "ombrix: going on without calibration files: '" + sets.generic_string() + "': Not a directory\n");
 }
 
 }  // namespace

@@ -1,34 +1,14 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
 
 /// A program run as a user runs it; what it printed, apart, and how it ended.
 struct Outcome {
-  int exitCode = -1;  ///< -1 when a signal ended it
+  int exitCode = -1;  ///< -1 when something else ended it
   std::string out;
   std::string err;
 };
 
 /// Runs the `ombrix` program to its end. standardOutput: a file to use instead of collecting what it prints.
 Outcome runOmbrix(const std::vector<std::string>& arguments, const std::string& standardOutput = {});
-
-/// One that is running, to be interrupted.
-class RunningOmbrix {
- public:
-  explicit RunningOmbrix(const std::vector<std::string>& arguments);
-  ~RunningOmbrix();
-  RunningOmbrix(const RunningOmbrix&) = delete;
-  RunningOmbrix& operator=(const RunningOmbrix&) = delete;
-
-  /// Blocks until it has printed a whole line; empty at its end.
-  std::string readLine() const;
-  /// Sends it Ctrl-C and waits for its end. Its exit code, or -1 when a signal ended it.
-  int interrupt();
-
- private:
-  pid_t pid = -1;
-  int outPipe = -1;
-};

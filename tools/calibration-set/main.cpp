@@ -9,6 +9,7 @@
 #include "common/format.h"
 #include "core/logger.h"
 #include "ombrix/version.h"
+#include "tools/common/arguments.h"
 #include "tools/common/session.h"
 
 namespace {
@@ -56,7 +57,7 @@ int main(int argc, char** argv) {
   app.add_flag("--no-tables", options.noTables, "leave out the flat-field tables");
   app.add_flag("--verbose", options.verbose, "a line per file");
   try {
-    app.parse(argc, argv);
+    app.parse(tools::reversedArguments(argc, argv));
   } catch (const CLI::ParseError& failure) {
     const bool usage = failure.get_exit_code() != 0;
     if (usage) std::fprintf(stderr, "ombrix-calibration-set: %s\n", failure.what());

@@ -11,6 +11,7 @@
 #include "calibration/polynomialFiles.h"
 #include "calibration/thermographicFile.h"
 #include "common/fileBytes.h"
+#include "common/filePath.h"
 #include "common/format.h"
 
 namespace tools {
@@ -69,7 +70,7 @@ FileFinding auditManualTable(const CalibrationPlaces& places) {
 std::vector<std::string> tableFiles(const std::string& folder, const CalibrationPlaces& places) {
   std::vector<std::string> found;
   std::error_code failure;
-  for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
+  for (fs::directory_iterator entry(filePath(folder), failure), end; !failure && entry != end;
        entry.increment(failure)) {
     if (entry->path().extension() != ".ffc") continue;
     const std::string file = entry->path().filename().string();

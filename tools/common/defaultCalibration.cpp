@@ -13,7 +13,9 @@
 #include "acquisition/backends/simulated/SimulatedCamera.h"
 #include "acquisition/backends/simulated/calibrationSet.h"
 #include "acquisition/backends/simulated/scenario.h"
+#include "common/filePath.h"
 #include "common/format.h"
+#include "platform/program.h"
 #include "tools/common/session.h"
 
 namespace tools {
@@ -42,15 +44,6 @@ std::string setName(const simulation::CameraSpec& camera, bool polynomial) {
   return format("{:s}_{:d}_seed{:d}_pattern{}{:s}{:s}_v{:d}", camera.model->id, camera.serialNumber,
                 camera.seed, camera.pattern, camera.defects ? "" : "_nodefects",
                 polynomial ? "_polynomial" : "", kVersion);
-}
-
-/// Empty when the environment names none. A relative XDG_CACHE_HOME does not count.
-fs::path cacheDirectory() {
-  const char* cache = std::getenv("XDG_CACHE_HOME");
-  if (cache != nullptr && fs::path(cache).is_absolute()) return fs::path(cache) / "ombrix" / "calibration";
-  const char* home = std::getenv("HOME");
-  if (home != nullptr && *home != '\0') return fs::path(home) / ".cache" / "ombrix" / "calibration";
-  return {};
 }
 
 /// A directory under construction, gone with this object unless it was moved to its place.
@@ -90,20 +83,20 @@ std::string makeSet(const simulation::CameraSpec& camera, const simulation::Cali
                     const fs::path& place) {
   std::error_code failure;
   fs::create_directories(place.parent_path(), failure);
-  if (failure) return format("'{:s}': {:s}", place.parent_path().string(), failure.message());
+  if (failure) return format("'{:s}': {:s}", pathText(place.parent_path()), failure.message());
   removeAbandoned(place.parent_path());
 
   Workshop fresh(place.parent_path()), damaged(place.parent_path());
   fs::create_directory(fresh.path, failure);
-  if (failure) return format("'{:s}': {:s}", place.parent_path().string(), failure.message());
-  if (!simulation::writeCalibrationSet(camera, fresh.path.string(), options))
-    return format("'{:s}': files cannot be written", place.parent_path().string());
+  if (failure) return format("'{:s}': {:s}", pathText(place.parent_path()), failure.message());
+  if (!simulation::writeCalibrationSet(camera, pathText(fresh.path), options))
+    return format("'{:s}': files cannot be written", pathText(place.parent_path()));
   fs::rename(fresh.path, place, failure);
-  if (!failure || simulation::hasCalibrationSet(camera, place.string(), options)) return {};
+  if (!failure || simulation::hasCalibrationSet(camera, pathText(place), options)) return {};
   fs::rename(place, damaged.path, failure);  // files are missing there
   fs::rename(fresh.path, place, failure);
-  if (!failure || simulation::hasCalibrationSet(camera, place.string(), options)) return {};
-  return format("'{:s}': {:s}", place.string(), failure.message());
+  if (!failure || simulation::hasCalibrationSet(camera, pathText(place), options)) return {};
+  return format("'{:s}': {:s}", pathText(place), failure.message());
 }
 
 }  // namespace
@@ -113,14 +106,14 @@ std::string defaultCalibrationDirectory(const std::string& simulateText, int cam
   if (!camera || camera->scene.isRaw()) return {};
   simulation::CalibrationSetOptions options;
   if (polynomial) options.polynomial = simulation::PolynomialFiles::CubicBinary;
-  const fs::path cache = cacheDirectory();
-  std::string reason = "no cache directory: neither XDG_CACHE_HOME nor HOME is set";
+  const fs::path cache = platform::cacheDirectory();
+  std::string reason = std::string("no cache directory: ") + platform::kCacheVariables;
   if (!cache.empty()) {
-    const fs::path place = cache / setName(*camera, polynomial);
-    expectNoShutterTable(place.string());
-    if (simulation::hasCalibrationSet(*camera, place.string(), options)) return place.string();
+    const fs::path place = cache / "ombrix" / "calibration" / setName(*camera, polynomial);
+    expectNoShutterTable(pathText(place));
+    if (simulation::hasCalibrationSet(*camera, pathText(place), options)) return pathText(place);
     reason = makeSet(*camera, options, place);
-    if (reason.empty()) return place.string();
+    if (reason.empty()) return pathText(place);
   }
   std::fprintf(stderr, "ombrix: going on without calibration files: %s\n", reason.c_str());
   return {};

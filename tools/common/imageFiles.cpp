@@ -8,7 +8,9 @@
 #include <memory>
 #include <system_error>
 
+#include "common/filePath.h"
 #include "common/format.h"
+#include "platform/program.h"
 
 namespace tools {
 namespace {
@@ -20,14 +22,15 @@ std::string failure(const std::string& path, int error) {
 }  // namespace
 
 std::string writeFile(const std::string& path, const void* bytes, std::size_t sizeBytes) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
+  std::FILE* file = platform::openFile(path, "wb");
   if (file == nullptr) return failure(path, errno);
   // A full disk may show only when the buffers are flushed, so closing counts as well.
   const bool written = std::fwrite(bytes, 1, sizeBytes, file) == sizeBytes;
   int error = written ? 0 : errno;
   if (std::fclose(file) != 0 && written) error = errno;
   if (error == 0) return {};
-  std::remove(path.c_str());
+  std::error_code ignored;
+  std::filesystem::remove(filePath(path), ignored);
   return failure(path, error);
 }
 

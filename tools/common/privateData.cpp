@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <random>
 
+#include "common/filePath.h"
 #include "common/format.h"
 #include "tools/common/session.h"
 
@@ -18,9 +19,12 @@ PrivateData::PrivateData(const std::string& original) {
   expectNoShutterTable(path());
   if (original.empty()) return;
   try {
-    for (const auto& entry : fs::directory_iterator(original)) {
+    for (const auto& entry : fs::directory_iterator(filePath(original))) {
       if (entry.path().filename() == "ffc") continue;
-      fs::create_symlink(fs::absolute(entry.path()), directory / entry.path().filename());
+      const fs::path place = directory / entry.path().filename();
+      std::error_code refused;  // on systems where links are a privilege
+      fs::create_symlink(fs::absolute(entry.path()), place, refused);
+      if (refused) fs::copy(entry.path(), place, fs::copy_options::recursive);
     }
   } catch (...) {
     std::error_code ignored;
@@ -31,7 +35,7 @@ PrivateData::PrivateData(const std::string& original) {
 
 PrivateData::~PrivateData() {
   std::error_code ignored;
-  fs::remove_all(directory, ignored);  // the links, not what they lead to
+  fs::remove_all(directory, ignored);  // links, not what they lead to
 }
 
 }  // namespace tools

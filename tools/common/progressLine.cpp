@@ -1,14 +1,14 @@
 #include "tools/common/progressLine.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
+
+#include "platform/program.h"
 
 namespace tools {
 
 ProgressLine::ProgressLine(std::function<std::string()> text) : makeText(std::move(text)) {
-  if (isatty(STDERR_FILENO) != 0) worker = std::thread([this] { progressThreadProc(); });
+  if (platform::standardErrorIsTerminal()) worker = std::thread([this] { progressThreadProc(); });
 }
 
 ProgressLine::~ProgressLine() {

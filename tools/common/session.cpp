@@ -2,12 +2,12 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <string_view>
 #include <vector>
 
 #include "common/mutex.h"
 #include "core/logger.h"
+#include "platform/system.h"
 
 namespace tools {
 namespace {
@@ -61,8 +61,8 @@ void expectNoShutterTable(const std::string& data) {
 }
 
 void simulate(const std::string& scenario) {
-  setenv("OMBRIX_BACKEND", "simulated", 1);
-  setenv("OMBRIX_SIMULATION", scenario.c_str(), 1);
+  platform::setEnvironmentVariable("OMBRIX_BACKEND", "simulated");
+  platform::setEnvironmentVariable("OMBRIX_SIMULATION", scenario);
 }
 
 void catchInterrupts() {

@@ -8,6 +8,7 @@
 
 #include "common/format.h"
 #include "ombrix/OmbrixSDK.h"
+#include "tools/common/arguments.h"
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/evaluation.h"
 #include "tools/common/evaluationReport.h"
@@ -98,10 +99,10 @@ int run(int argc, char** argv) {
   std::uint32_t cellWidth = 640;
   CLI::App app("Plays real thermal frames through simulated cameras and measures the SDK.", "ombrix-demo");
   app.add_option("--out", out, "directory for pictures and report")
-      ->check(CLI::ExistingDirectory)
+      ->check(tools::existingDirectory)
       ->capture_default_str();
   app.add_option("--scenes", scenes, "directory of the frames to play")
-      ->check(CLI::ExistingDirectory)
+      ->check(tools::existingDirectory)
       ->capture_default_str();
   app.add_option("--frames", frames, "colour frames for each model")
       ->check(CLI::Range(10, 1000000))
@@ -110,7 +111,7 @@ int run(int argc, char** argv) {
       ->check(CLI::IsMember({160, 320, 640, 1280}))
       ->capture_default_str();
   try {
-    app.parse(argc, argv);
+    app.parse(tools::reversedArguments(argc, argv));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     std::fprintf(stderr, "ombrix-demo: %s\n", error.what());

@@ -1,7 +1,5 @@
 #include "tools/demo/modelRun.h"
 
-#include <time.h>
-
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -10,6 +8,7 @@
 #include "common/format.h"
 #include "ombrix/Ombrix.h"
 #include "ombrix/OmbrixSDK.h"
+#include "platform/system.h"
 #include "tools/common/defaultCalibration.h"
 
 namespace tools {
@@ -44,17 +43,14 @@ std::int64_t steadyNs() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-std::int64_t processCpuNs() {
-  timespec used{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-  return std::int64_t{used.tv_sec} * 1'000'000'000 + used.tv_nsec;
-}
-
 /// Takes frames and notes when each one came; the clocks of the run go with them.
 class Measurement {
  public:
   Measurement(const simulation::SimulatedPlatform& source, int frames)
-      : platform(source), before(platform.counts(0)), cpuStartNs(processCpuNs()), wallStartNs(steadyNs()) {
+      : platform(source),
+        before(platform.counts(0)),
+        cpuStartNs(platform::processCpuNs()),
+        wallStartNs(steadyNs()) {
     deliveries.reserve(static_cast<std::size_t>(frames));
     handOvers.reserve(static_cast<std::size_t>(frames));
   }
@@ -74,7 +70,7 @@ class Measurement {
     const std::int64_t simulatorNs = after.generatorCpuNs - before.generatorCpuNs;
     figures = measure(deliveries, handOvers, after.dropped - before.dropped);
     simulatorShare = static_cast<double>(simulatorNs) / wallNs;
-    sdkShare = static_cast<double>(processCpuNs() - cpuStartNs - simulatorNs) / wallNs;
+    sdkShare = static_cast<double>(platform::processCpuNs() - cpuStartNs - simulatorNs) / wallNs;
   }
 
   StreamFigures figures;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "acquisition/transport/UVCConnection.h"
+#include "common/filePath.h"
 #include "common/format.h"
 #include "core/deviceRegistry.h"
 #include "core/logger.h"
@@ -72,7 +73,7 @@ void SelftestRun::run() {
 void SelftestRun::collect() {
   const std::string original = options.data.empty() ? "data" : options.data;
   std::error_code ignored;
-  const PrivateData temporary(std::filesystem::is_directory(original, ignored) ? original : "");
+  const PrivateData temporary(std::filesystem::is_directory(filePath(original), ignored) ? original : "");
   open(temporary.path());
   const registry::DeviceUser device(options.camera, LOG_HERE);
   if (!found.openError.empty() || !device) return;

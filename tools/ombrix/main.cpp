@@ -12,6 +12,7 @@
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
 #include "ombrix/version.h"
+#include "tools/common/arguments.h"
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/session.h"
 #include "tools/ombrix/commands.h"
@@ -207,7 +208,7 @@ int run(int argc, char** argv) {
       ->check(CLI::Range(0, 3))
       ->capture_default_str();
   app.add_option("--data", options.data, "directory of the calibration files (without it: data)")
-      ->check(CLI::ExistingDirectory);
+      ->check(tools::existingDirectory);
   app.add_option(
       "--simulate", options.scenario,
       "simulated cameras instead of real ones: a scenario's text or file, such as bramble6,marlow3");
@@ -230,7 +231,7 @@ int run(int argc, char** argv) {
   CLI::App* evaluate = addEvaluate(app, options);
 
   try {
-    app.parse(argc, argv);
+    app.parse(tools::reversedArguments(argc, argv));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
     std::string line = error.what();

@@ -1,15 +1,10 @@
 #include "tools/soak/ProcessFigures.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <system_error>
 
 #include "common/format.h"
 #include "common/sanitized.h"
+#include "platform/system.h"
 
 #if OMBRIX_SANITIZED
 #include <sanitizer/allocator_interface.h>
@@ -21,19 +16,6 @@ namespace soak {
 namespace {
 
 constexpr double kMegabyte = 1048576.0;
-
-std::uint64_t entriesOf(const char* folder) {
-  std::error_code failed;
-  const std::filesystem::directory_iterator entries(folder, failed);
-  return failed ? 0 : static_cast<std::uint64_t>(std::distance(begin(entries), end(entries)));
-}
-
-std::uint64_t residentBytes() {
-  std::ifstream statm("/proc/self/statm");
-  std::uint64_t pages = 0, residentPages = 0;
-  statm >> pages >> residentPages;
-  return residentPages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-}
 
 std::uint64_t heapBytes() {
 #if OMBRIX_SANITIZED
@@ -66,12 +48,12 @@ std::uint64_t largest(const std::vector<ProcessFigures>& samples, std::size_t fi
 }  // namespace
 
 ProcessFigures readProcessFigures() {
+  const platform::ProcessUse use = platform::processUse();
   ProcessFigures figures;
-  figures.residentBytes = residentBytes();
+  figures.residentBytes = use.residentBytes;
   figures.heapBytes = heapBytes();
-  figures.threads = entriesOf("/proc/self/task");
-  figures.descriptors = entriesOf("/proc/self/fd");
-  if (figures.descriptors > 0) --figures.descriptors;  // the one that counts them
+  figures.threads = use.threads;
+  figures.descriptors = use.openFiles;
   return figures;
 }
 

@@ -14,7 +14,7 @@ struct ProcessFigures {
   std::uint64_t descriptors = 0;
 };
 
-/// Reads them from /proc and from the allocator. Zeros where there is no /proc.
+/// Reads them from the system and from the allocator. Zeros where these do not tell.
 ProcessFigures readProcessFigures();
 
 /// Makes the allocator return what is free to the system, where it can be asked to: otherwise the resident

@@ -5,6 +5,7 @@
 #include <exception>
 #include <string>
 
+#include "tools/common/arguments.h"
 #include "tools/soak/soak.h"
 #include "tools/soak/storm.h"
 
@@ -34,7 +35,7 @@ int run(int argc, char** argv) {
       ->needs(cycles)
       ->capture_default_str();
   try {
-    app.parse(argc, argv);
+    app.parse(tools::reversedArguments(argc, argv));
   } catch (const CLI::ParseError& failure) {
     if (failure.get_exit_code() == 0) return app.exit(failure);
     std::fprintf(stderr, "ombrix-soak: %s\n", failure.what());

@@ -1,19 +1,16 @@
 #include "acquisition/transport/videoPlatform.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "acquisition/backends/simulated/SimulatedPlatform.h"
+#include "acquisition/transport/systemBackends.h"
 #include "common/format.h"
 #include "common/mutex.h"
 #include "core/logger.h"
-
-#if defined(__linux__)
-#include "acquisition/backends/v4l2/V4L2Platform.h"
-#endif
+#include "platform/system.h"
 
 namespace transport {
 namespace {
@@ -21,7 +18,7 @@ namespace {
 constexpr std::int32_t kStatusNotSupported = -95;  // -EOPNOTSUPP
 
 /// Stands in where no backend for real cameras is built in: starts, and finds nothing.
-class [[maybe_unused]] NoCamerasPlatform : public VideoPlatform {
+class NoCamerasPlatform : public VideoPlatform {
  public:
   StepResult start() override {
     if (!told.exchange(true)) logger::info("No video backend for real cameras is built in", LOG_HERE);
@@ -53,34 +50,19 @@ class MissingPlatform : public VideoPlatform {
   }
 };
 
-struct Backend {
-  const char* name;
-  std::shared_ptr<VideoPlatform> (*make)();
-};
-
 /// The backends built in.
-const std::vector<Backend>& builtInBackends() {
-  static const std::vector<Backend> backends = {
-#if defined(__linux__)
-    {"v4l2", [] { return v4l2::makeV4L2Platform(); }},
-#endif
-    {"simulated", [] { return simulation::makeSimulatedPlatform(); }},
-  };
+std::vector<Backend> builtInBackends() {
+  std::vector<Backend> backends(systemBackends().begin(), systemBackends().end());
+  backends.push_back({"simulated", [] { return simulation::makeSimulatedPlatform(); }});
   return backends;
 }
 
 std::shared_ptr<VideoPlatform> ownPlatform() {
-#if defined(__linux__)
-  return v4l2::makeV4L2Platform();
-#else
-  return std::make_shared<NoCamerasPlatform>();
-#endif
+  if (systemBackends().empty()) return std::make_shared<NoCamerasPlatform>();
+  return systemBackends().front().make();
 }
 
-std::string environment(const char* name) {
-  const char* const value = std::getenv(name);
-  return value ? value : "";
-}
+std::string environment(const char* name) { return platform::environmentVariable(name).value_or(""); }
 
 /// What the choice depends on.
 std::string choiceKey() { return environment("OMBRIX_BACKEND") + '\n' + environment("OMBRIX_SIMULATION"); }

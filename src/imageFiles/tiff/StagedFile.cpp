@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <system_error>
 
 #include "common/fileBytes.h"
+#include "common/filePath.h"
 
 namespace imageFiles {
 namespace {
@@ -20,12 +20,12 @@ std::string systemMessage(const char* otherwise) {
 
 }  // namespace
 
-bool StagedFile::open(const std::string& filePath, std::string& problem) {
+bool StagedFile::open(const std::string& name, std::string& problem) {
   std::error_code status;
-  path = std::filesystem::absolute(filePath, status).string();  // the working directory may change
+  path = pathText(std::filesystem::absolute(filePath(name), status));  // the working directory may change
   errno = 0;
-  if (!std::filesystem::exists(path, status)) {
-    std::ofstream made(path, std::ios::out | std::ios::binary);
+  if (!std::filesystem::exists(filePath(path), status)) {
+    std::ofstream made(filePath(path), std::ios::out | std::ios::binary);
     if (!made.is_open()) {
       problem = systemMessage("it cannot be created");
       return false;
@@ -36,7 +36,7 @@ bool StagedFile::open(const std::string& filePath, std::string& problem) {
     problem = "it is no regular file";
     return false;
   }
-  file.open(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.open(filePath(path), std::ios::in | std::ios::out | std::ios::binary);
   if (!file.is_open()) {
     problem = systemMessage("it cannot be opened");
     return false;
@@ -72,7 +72,7 @@ bool StagedFile::commit(std::string& problem) {
     file.clear();
     std::error_code ignored;
     // A link is too small to be written by half, so either the chain is whole or nothing points here.
-    std::filesystem::resize_file(path, base, ignored);
+    std::filesystem::resize_file(filePath(path), base, ignored);
   }
   discard();
   return written;

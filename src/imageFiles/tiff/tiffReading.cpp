@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "common/fileBytes.h"
+#include "common/filePath.h"
 #include "common/format.h"
 #include "imageFiles/tiff/TiffHandle.h"
 #include "imageFiles/tiffFiles.h"
@@ -29,7 +30,7 @@ class BytesStream : public TiffStream {
 class FileStream : public TiffStream {
  public:
   FileStream(const std::string& path, std::uint64_t size)
-      : file(path, std::ios::in | std::ios::binary), sizeBytes(size) {}
+      : file(filePath(path), std::ios::in | std::ios::binary), sizeBytes(size) {}
   bool isOpen() const { return file.is_open(); }
   std::size_t readAt(std::uint64_t offset, std::uint8_t* out, std::size_t count) override {
     if (offset >= sizeBytes) return 0;

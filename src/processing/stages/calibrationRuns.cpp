@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "calibration/ffcFile.h"
+#include "common/filePath.h"
 #include "common/format.h"
 #include "common/temperature.h"
 #include "processing/calibrationRules.h"
@@ -54,7 +55,7 @@ void finishCalibration(FrameContext& frame) {
 void saveTable(const image<unsigned int>& table, std::uint16_t frames, float temperature,
                const std::string& path) {
   std::error_code failure;  // what the opening of the file then reports
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), failure);
+  std::filesystem::create_directories(filePath(path).parent_path(), failure);
   saveFFC(table, frames, temperature, path);
 }
 

@@ -1,7 +1,5 @@
 #include "acquisition/backends/simulated/SampleDelivery.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
@@ -9,6 +7,7 @@
 #include <utility>
 
 #include "core/threadStart.h"
+#include "platform/system.h"
 
 namespace simulation {
 namespace {
@@ -16,12 +15,6 @@ namespace {
 constexpr auto kSlice =
     std::chrono::milliseconds(20);  // after which a waiting thread looks for switched faults
 constexpr auto kLongestClose = std::chrono::seconds(1);
-
-std::int64_t threadCpuNs() {
-  timespec used{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-  return std::int64_t{used.tv_sec} * 1000000000 + used.tv_nsec;
-}
 
 std::int64_t nanoseconds(std::chrono::steady_clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
@@ -124,7 +117,7 @@ std::uint64_t SampleDelivery::pump(std::uint64_t count, std::chrono::millisecond
 }
 
 void SampleDelivery::deliveryThreadProc() {
-  cpuMarkNs = threadCpuNs();
+  cpuMarkNs = platform::threadCpuNs();
   while (waitForTurn()) deliverNext();
   finish();
 }
@@ -193,7 +186,7 @@ void SampleDelivery::deliverNext() {
     produced.outcome = Outcome::Lost;
   }
   {
-    const auto cpu = threadCpuNs();
+    const auto cpu = platform::threadCpuNs();
     MutexLock recording(record->mutex);
     auto& counts = record->current;
     counts.generatorCpuNs += cpu - cpuMarkNs;
@@ -232,7 +225,7 @@ void SampleDelivery::handOver(const ProducedSample& produced) {
     if (produced.outcome == Outcome::Lost) status = transport::kStatusDeviceLost;
     if (produced.outcome == Outcome::Failure) status = -EIO;
     target->onSample(status, now / 1000, produced.outcome == Outcome::Sample ? &sample : nullptr);
-    cpuMarkNs = threadCpuNs();
+    cpuMarkNs = platform::threadCpuNs();
   }
   MutexLock lock(mutex);
   inCallback = false;

@@ -79,7 +79,7 @@ class SimulatedCamera {
   double slowStopSeconds() const;
 
   // The extension unit. Selector s moves 2^(s-1) bytes, 1 <= s <= 16; 16-byte commands go through selector 5.
-  // Statuses: 0, -ENOENT (selector), -ENOBUFS (length), -EBADRQC (direction), -EPIPE (nothing to read),
+  // Statuses: 0, -ENOENT (selector), -ENOBUFS (length), -EPERM (direction), -EPIPE (nothing to read),
   // -ENODEV, and whatever a fault asks for.
   std::int32_t controlSet(std::uint32_t selector, std::span<const std::uint8_t> bytes);
   std::int32_t controlGet(std::uint32_t selector, std::span<std::uint8_t> bytes);

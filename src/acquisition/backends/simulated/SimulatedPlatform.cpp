@@ -1,12 +1,12 @@
 #include "acquisition/backends/simulated/SimulatedPlatform.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <exception>
 #include <utility>
 
 #include "common/format.h"
 #include "core/logger.h"
+#include "platform/system.h"
 
 namespace simulation {
 namespace {
@@ -104,8 +104,7 @@ std::shared_ptr<SimulatedPlatform> makeSimulatedPlatform(const std::string& scen
 }
 
 std::shared_ptr<transport::VideoPlatform> makeSimulatedPlatform() {
-  const char* text = std::getenv("OMBRIX_SIMULATION");
-  return makeSimulatedPlatform(std::string(text != nullptr ? text : ""));
+  return makeSimulatedPlatform(platform::environmentVariable("OMBRIX_SIMULATION").value_or(""));
 }
 
 }  // namespace simulation

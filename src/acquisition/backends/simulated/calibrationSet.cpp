@@ -12,6 +12,7 @@
 #include "calibration/ffcFile.h"
 #include "calibration/polynomialFiles.h"
 #include "calibration/thermographicFile.h"
+#include "common/filePath.h"
 #include "common/format.h"
 #include "core/logger.h"
 
@@ -54,7 +55,7 @@ bool createDirectories(const std::string& directory, const CalibrationSetOptions
   if (options.polynomial != PolynomialFiles::None) folders.push_back("pffc");
   for (const auto& folder : folders) {
     std::error_code failure;
-    std::filesystem::create_directories(std::filesystem::path(directory) / folder, failure);
+    std::filesystem::create_directories(filePath(directory) / folder, failure);
     if (!failure) continue;
     logger::error(format("Cannot create directory '{:s}/{:s}': {:s}", directory, folder, failure.message()),
                   LOG_HERE);
@@ -95,7 +96,7 @@ bool writePolynomials(const CameraSpec& camera, const FixedPattern& fixed, Polyn
 /// Whether a file has so many bytes; 0 stands for any number but none.
 bool hasBytes(const std::string& path, std::uint64_t bytes) {
   std::error_code failure;
-  const auto size = std::filesystem::file_size(path, failure);
+  const auto size = std::filesystem::file_size(filePath(path), failure);
   return !failure && (bytes == 0 ? size > 0 : size == bytes);
 }
 

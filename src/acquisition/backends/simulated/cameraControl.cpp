@@ -41,7 +41,7 @@ std::int32_t SimulatedCamera::admitTransfer(std::uint32_t selector, std::size_t 
 std::int32_t SimulatedCamera::controlSet(std::uint32_t selector, std::span<const std::uint8_t> bytes) {
   std::int32_t status = admitTransfer(selector, bytes.size());
   MutexLock lock(controlMutex);
-  if (status == 0 && selector != kCommandSelector) status = -EBADRQC;
+  if (status == 0 && selector != kCommandSelector) status = -EPERM;
   if (status == 0) {
     earlierReply = registers.lastAnswer();
     const bool closed = registers.shutterClosed();

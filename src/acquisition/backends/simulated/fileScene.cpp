@@ -8,6 +8,7 @@
 
 #include "acquisition/backends/simulated/optics.h"
 #include "acquisition/backends/simulated/radiance.h"
+#include "common/filePath.h"
 #include "common/format.h"
 
 namespace simulation {
@@ -121,10 +122,10 @@ RadianceView FileScene::at(std::uint64_t frame) {
 std::string loadPictures(const std::string& path, std::shared_ptr<const std::vector<GreyPicture>>& pictures) {
   std::vector<std::string> files;
   std::error_code error;
-  if (std::filesystem::is_directory(path, error)) {
-    for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
+  if (std::filesystem::is_directory(filePath(path), error)) {
+    for (std::filesystem::directory_iterator entry(filePath(path), error), end; !error && entry != end;
          entry.increment(error)) {
-      if (entry->path().extension() == ".pgm") files.push_back(entry->path().string());
+      if (entry->path().extension() == ".pgm") files.push_back(pathText(entry->path()));
     }
     if (files.empty()) return format("scene folder '{:s}' holds no PGM file", path);
     if (files.size() > kMostPictures)

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <utility>
 
+#include "common/filePath.h"
 #include "common/format.h"
 
 namespace simulation {
@@ -61,12 +62,12 @@ std::string parsePgm(std::string_view bytes, GreyPicture& picture) {
 
 std::string readPgm(const std::string& path, GreyPicture& picture) {
   std::error_code error;
-  const auto size = std::filesystem::file_size(path, error);
+  const auto size = std::filesystem::file_size(filePath(path), error);
   if (error) return "cannot be opened";
   constexpr std::uintmax_t kLongestFile =
       std::uintmax_t{kLargestPictureSide} * kLargestPictureSide * 2 + 65536;
   if (size > kLongestFile) return "is too large for a PGM";
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(filePath(path), std::ios::binary);
   std::string bytes(static_cast<std::size_t>(size), '\0');
   if (!file || !file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return "cannot be read";
   return parsePgm(bytes, picture);

@@ -9,6 +9,7 @@
 #include "acquisition/backends/simulated/rawScene.h"
 #include "acquisition/backends/simulated/scenarioKeys.h"
 #include "common/fileBytes.h"
+#include "common/filePath.h"
 #include "common/format.h"
 
 namespace simulation {
@@ -113,7 +114,7 @@ bool readFile(const std::string& path, Scenario& scenario, ScenarioError& error)
                        : "neither a readable scenario file nor a list of camera models";
     return false;
   }
-  return parseScenarioFile(asText(*bytes), std::filesystem::path(path).parent_path().string(), scenario,
+  return parseScenarioFile(asText(*bytes), pathText(filePath(path).parent_path()), scenario,
                            error);
 }
 
@@ -173,7 +174,7 @@ bool readScenario(const std::string& textOrPath, Scenario& scenario, ScenarioErr
   error = {textOrPath, 0, {}};
   std::error_code ignored;
   if (textOrPath.empty()) return readText("bramble6", scenario, error);
-  if (!std::filesystem::is_regular_file(textOrPath, ignored) && isShortText(textOrPath)) {
+  if (!std::filesystem::is_regular_file(filePath(textOrPath), ignored) && isShortText(textOrPath)) {
     return readText(textOrPath, scenario, error);
   }
   return readFile(textOrPath, scenario, error);

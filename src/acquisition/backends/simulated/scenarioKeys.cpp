@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "acquisition/backends/simulated/numberText.h"
+#include "common/filePath.h"
 #include "common/format.h"
 
 namespace simulation {
@@ -73,8 +74,8 @@ constexpr Word<FileValues> kValues[] = {{"counts", FileValues::Counts},
 /// A path in a scenario file may be meant from where the file lies.
 std::string resolved(const std::string& path, const std::string& folder) {
   std::error_code ignored;
-  const auto beside = std::filesystem::path(folder) / path;
-  return std::filesystem::exists(beside, ignored) ? beside.string() : path;
+  const auto beside = filePath(folder) / filePath(path);
+  return std::filesystem::exists(beside, ignored) ? pathText(beside) : path;
 }
 
 std::string setScene(const std::string& value, const std::string& folder, CameraSpec& camera) {

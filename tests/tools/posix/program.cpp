@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tools/posix/runningProgram.h"
+
 namespace {
 
 // A program that hangs is ended by its alarm clock, which shows as "ended by a signal".

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <windows.h>
+
+#include <mfapi.h>
+#include <mfidl.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "acquisition/backends/mediafoundation/ComPointer.h"
+#include "acquisition/transport/videoPlatform.h"
+#include "common/mutex.h"
+
+namespace mediafoundation {
+
+/// Lists devices as MFEnumDeviceSources does.
+using Enumerate = std::function<HRESULT(IMFAttributes*, IMFActivate***, UINT32*)>;
+
+/// Windows: cameras behind Media Foundation.
+class MediaFoundationPlatform : public transport::VideoPlatform {
+ public:
+  explicit MediaFoundationPlatform(Enumerate deviceSources = MFEnumDeviceSources);
+
+  transport::StepResult start() override;
+  void stop() override;
+  transport::StepResult enumerate(std::vector<transport::DeviceRecord>& devices) override;
+  transport::StepResult open(std::size_t index, transport::SampleReceiver& receiver,
+                             std::unique_ptr<transport::VideoDevice>& device) override;
+  transport::Obstacle explain(std::size_t index, const transport::StepResult& failed) override;
+
+ private:
+  const Enumerate enumerateSources;
+  Mutex mutex{LockRank::platform};
+  std::vector<ComPointer<IMFActivate>> enumerated GUARDED_BY(mutex);
+  /// Threads that this platform brought into an apartment, one entry for each time.
+  std::vector<DWORD> apartmentThreads GUARDED_BY(mutex);
+};
+
+}  // namespace mediafoundation

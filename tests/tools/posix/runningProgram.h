@@ -1,0 +1,24 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+/// One that is running, to be interrupted.
+class RunningOmbrix {
+ public:
+  explicit RunningOmbrix(const std::vector<std::string>& arguments);
+  ~RunningOmbrix();
+  RunningOmbrix(const RunningOmbrix&) = delete;
+  RunningOmbrix& operator=(const RunningOmbrix&) = delete;
+
+  /// Blocks until it has printed a whole line; empty at its end.
+  std::string readLine() const;
+  /// Sends it Ctrl-C and waits for its end. Its exit code, or -1 when a signal ended it.
+  int interrupt();
+
+ private:
+  pid_t pid = -1;
+  int outPipe = -1;
+};
