@@ -54,9 +54,6 @@ TEST(LifeCycle, WithoutCamerasItComesUpAndSaysSo) {
   const auto calls = std::make_shared<v4l2::LinuxSystemCalls>();
   calls->sysRoot = empty.path("sys");
   v4l2::setSystemCallsForTesting(calls);
-  const char* const expected = "No video capture device found";
-#else
-  const char* const expected = "No video backend for real cameras is built in";
 #endif
   transport::installVideoPlatform(nullptr);
   {
@@ -70,7 +67,7 @@ TEST(LifeCycle, WithoutCamerasItComesUpAndSaysSo) {
     EXPECT_EQ(settings::current().bitRate, 7);
     const OmbrixSDK copy(sdk);
   }
-  EXPECT_TRUE(log.contains(expected));
+  EXPECT_TRUE(log.contains("No video capture device found"));
 #if defined(__linux__)
   v4l2::setSystemCallsForTesting(nullptr);
 #endif
