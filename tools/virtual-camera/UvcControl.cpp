@@ -223,7 +223,7 @@ ControlAnswer UvcControl::unitRequest(const SetupPacket& setup, std::span<const 
       return stall(kInvalidRequest);
   }
   if (answer.status == -ENOBUFS) return stall(kInvalidValue);
-  if (answer.status == -EBADRQC) return stall(kInvalidRequest);
+  if (answer.status == -EPERM) return stall(kInvalidRequest);
   if (answer.status == -EPIPE) return stall(kNoReason);
   if (answer.status < 0) answer.bytes.clear();
   return answer;
