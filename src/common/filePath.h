@@ -5,8 +5,8 @@
 #include <string_view>
 #include <system_error>
 
-// Texts are UTF-8 everywhere in this library; std::filesystem takes plain ones for the encoding of the system,
-// which need not be UTF-8, and so do streams that open a file by a text.
+// Texts are UTF-8 everywhere in this library; std::filesystem takes plain ones for the encoding of the
+// system, which need not be UTF-8, and so do streams that open a file by a text.
 
 /// The path that a UTF-8 text names. Text that is no UTF-8 is taken byte by byte.
 inline std::filesystem::path filePath(std::string_view text) {

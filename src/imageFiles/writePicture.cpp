@@ -24,7 +24,8 @@ bool writePicture(const std::string& path, const Picture& picture, std::string& 
     return false;
   }
   std::error_code status;
-  if (std::filesystem::is_fifo(filePath(path), status)) {  // opening one waits for its reader, for ever if need be
+  if (std::filesystem::is_fifo(filePath(path),
+                               status)) {  // opening one waits for its reader, for ever if need be
     problem = "it is a pipe";
     return false;
   }

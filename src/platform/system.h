@@ -25,7 +25,8 @@ void setUpConsole();
 /// resolved. Throws std::exception when a name cannot be expressed.
 std::filesystem::path ownFile();
 
-/// Replaces what the system does not allow in the name of a file by '_', in place; the folders before it stay.
+/// Replaces what the system does not allow in the name of a file by '_', in place; the folders before it
+/// stay.
 void permitFileName(char* path);
 
 /// Processor time that the calling thread, or the process, has used.

@@ -197,8 +197,8 @@ void SoakSession::followUp(std::size_t index) {
     camera.unplugged = false;
   }
   if (camera.state != State::flowing || dog.unhindered() - camera.advanced < kSilence) return;
-  found.add(format("camera {:d} stopped for good: nothing for {:d} s, last fault '{:s}'", index, kSilence / 1s,
-                   camera.lastFault));
+  found.add(format("camera {:d} stopped for good: nothing for {:d} s, last fault '{:s}'", index,
+                   kSilence / 1s, camera.lastFault));
   camera.state = State::lost;
 }
 

@@ -114,8 +114,7 @@ bool readFile(const std::string& path, Scenario& scenario, ScenarioError& error)
                        : "neither a readable scenario file nor a list of camera models";
     return false;
   }
-  return parseScenarioFile(asText(*bytes), pathText(filePath(path).parent_path()), scenario,
-                           error);
+  return parseScenarioFile(asText(*bytes), pathText(filePath(path).parent_path()), scenario, error);
 }
 
 /// A text whose first part lists models, or is a setting.
