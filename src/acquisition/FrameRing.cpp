@@ -8,6 +8,7 @@ void FrameRing::allocate(std::uint16_t width, std::uint16_t height) {
   }
   present = true;
   writeIndex = 0;
+  emptiedFrame = kNoFrame;
   frameReady = false;
   temperatureReady = false;
   triggerRequested = false;

@@ -12,6 +12,7 @@
 /// The producer writes into slot `writeIndex` without the mutex, and takes it for the step to the next slot.
 struct FrameRing {
   static constexpr int kSlots = 4;
+  static constexpr unsigned long long kNoFrame = ~0ull;
 
   /// Allocates zero-filled slots and resets index, flags and counter. Before the producer starts.
   void allocate(std::uint16_t width, std::uint16_t height) EXCLUDES(mutex);
@@ -38,6 +39,8 @@ struct FrameRing {
   std::array<image<unsigned short>*, kSlots> slotPointers{};  ///< what the transport is handed
   bool present GUARDED_BY(mutex) = false;
   int writeIndex GUARDED_BY(mutex) = 0;  ///< slot the next sample fills
+  /// The frame whose pixels a delivery took away; waking up again for it brings nothing.
+  unsigned long long emptiedFrame GUARDED_BY(mutex) = kNoFrame;
   bool frameReady GUARDED_BY(mutex) = false;
   bool temperatureReady GUARDED_BY(mutex) = false;
   bool triggerRequested GUARDED_BY(mutex) = false;

@@ -128,6 +128,10 @@ bool imageAcquisition::takeImage() {
   if (replaying) return replayImage(raw);
   MutexLock lock(ring.mutex);
   if (!ring.present || !ring.deliverable(device.needsTemperatureFrame)) return false;
+  if (ring.emptiedFrame == ring.frameCounter) {
+    ring.frameReady = false;
+    return false;
+  }
   const image<unsigned short>& slot = ring.slots[static_cast<std::size_t>(ring.readSlot())];
   const bool exchange = !ring.deliveredAgain() && slot.width == raw.width && slot.height == raw.height;
   deliver(raw, exchange);
@@ -162,6 +166,7 @@ void imageAcquisition::deliver(image<unsigned short>& out, bool exchange) {
   image<unsigned short>& picture = ring.slots[static_cast<std::size_t>(slot)];
   if (exchange) {
     picture.swap(out);
+    ring.emptiedFrame = delivered.number;
   } else {
     copyImage(picture, out);
   }

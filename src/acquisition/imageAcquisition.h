@@ -129,9 +129,8 @@ class imageAcquisition {
   /// and false when the error flag is set, nothing is acquiring, or the object is stopping.
   bool getImage(image<unsigned short>& out, int timeout);
   /// Brings the newest raw frame into the pipeline's raw image, without waiting; false when there is none.
-  /// The ring's slot takes the raw image's memory in exchange where no later frame is to find its pixels. A
-  /// wake-up without a new frame then delivers the same number with other pixels, which `process` rejects by
-  /// the number. Processing task only.
+  /// The ring's slot takes the raw image's memory in exchange where no later frame is to find its pixels; a
+  /// wake-up without a new frame then brings none. Processing task only.
   bool takeImage() EXCLUDES(ring.mutex);
   /// Sets both ready flags and wakes every getter: nothing more will come.
   void wakeGetters() EXCLUDES(frameMutex);

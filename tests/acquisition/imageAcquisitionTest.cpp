@@ -135,6 +135,17 @@ TEST_F(RingCase, EveryFourthDeliveryIsOneSlotOld) {
   }
 }
 
+TEST_F(RingCase, AWakeUpWithoutANewFrameBringsNoStalePixels) {
+  arrive(1);
+  arrive(2);
+  ASSERT_TRUE(camera.takeImage());
+  EXPECT_EQ(raw.data[0], 2);
+  camera.broadcast();
+  EXPECT_FALSE(camera.takeImage());
+  EXPECT_EQ(raw.data[0], 2);
+  EXPECT_FALSE(camera.hasImage());
+}
+
 TEST_F(RingCase, AFrameIsDeliveredOnce) {
   EXPECT_FALSE(camera.takeImage());
   arrive(5);
