@@ -34,6 +34,9 @@ struct deviceInfo {
   /// A consumer waits for both a new frame and a new temperature. Written by `Ombrix::setFreeRun` only.
   std::atomic<bool> needsTemperatureFrame{false};
   std::atomic<float> sensorTemperatureK{0.0f};  ///< written by the temperature worker
-  std::atomic<float> temperatureRate{0.0f};     ///< kelvin per second; written by the temperature worker
+  /// False while `sensorTemperatureK` is none of the sensor's: one family publishes 0 °C until its first
+  /// frame.
+  std::atomic<bool> temperatureMeasured{false};
+  std::atomic<float> temperatureRate{0.0f};  ///< kelvin per second; written by the temperature worker
   std::atomic<bool> temperatureFiltering{false};
 };

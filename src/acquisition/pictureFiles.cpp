@@ -82,7 +82,10 @@ bool imageAcquisition::replayImage(image<unsigned short>& out) {
   // Counted anew: the numbers in the file repeat, and a number that was processed already is no new frame.
   ++delivered.number;
   delivered.fromFilledSlot = true;
-  if (std::isfinite(info.sensorTemperatureK)) device.sensorTemperatureK = info.sensorTemperatureK;
+  if (std::isfinite(info.sensorTemperatureK)) {
+    device.sensorTemperatureK = info.sensorTemperatureK;
+    device.temperatureMeasured = true;
+  }
   return true;
 }
 

@@ -48,6 +48,7 @@ void imageAcquisition::temperatureLoop(const TemperatureRule& rule) {
 
 void imageAcquisition::temperatureCycle(const TemperatureRule& rule) {
   float value = device.connection->sensorTemperature;
+  bool measured = value != 0.0f;
   if (rule.convertBeforeTest) value += kZeroCelsiusK;
   if (rule.skipsZero && value == 0.0f) {
     lastCycleNs = monotonicNs();
@@ -56,8 +57,12 @@ void imageAcquisition::temperatureCycle(const TemperatureRule& rule) {
   if (!rule.convertBeforeTest && !rule.frameIsKelvin) value += kZeroCelsiusK;
   const settings& options = settings::current();
   const float validationC = options.FFCValidationTemperature;
-  if (options.FFCValidation && std::isfinite(validationC)) value = validationC + kZeroCelsiusK;
+  if (options.FFCValidation && std::isfinite(validationC)) {
+    value = validationC + kZeroCelsiusK;
+    measured = true;
+  }
   publishTemperature(value);
+  device.temperatureMeasured = measured;
   if (!device.needsTemperatureFrame) return;
   {
     MutexLock lock(ring.mutex);

@@ -9,7 +9,7 @@
 namespace calibration {
 
 bool calibrationDue(const TriggerView& view) {
-  if (view.runInProgress || !view.realFrame) return false;
+  if (view.runInProgress || !view.realFrame || !view.sensorMeasured) return false;
   if (!std::isfinite(view.sensorK) || view.sensorK <= 0.0f || view.sensorK == view.rangeMinK) return false;
   // Downwards, also below 0: rounding toward zero would put the whole degree above the trigger just stored,
   // and every frame would start a run.

@@ -9,11 +9,12 @@ namespace calibration {
 
 /// What the automatic calibration looks at.
 struct TriggerView {
-  float sensorK = 0.0f;        ///< sensor temperature
-  float rangeMinK = 0.0f;      ///< a sensor temperature of exactly this is a reset value
-  float lastTriggerC = 0.0f;   ///< at the last automatic calibration, degrees Celsius
-  bool realFrame = false;      ///< the frame holds a sample
-  bool runInProgress = false;  ///< a calibration or a shutter run
+  float sensorK = 0.0f;         ///< sensor temperature
+  float rangeMinK = 0.0f;       ///< a sensor temperature of exactly this is a reset value
+  float lastTriggerC = 0.0f;    ///< at the last automatic calibration, degrees Celsius
+  bool sensorMeasured = false;  ///< `sensorK` was read from the sensor
+  bool realFrame = false;       ///< the frame holds a sample
+  bool runInProgress = false;   ///< a calibration or a shutter run
 };
 
 /// True when the sensor has warmed beyond a whole degree since the last calibration. Cooling never triggers.

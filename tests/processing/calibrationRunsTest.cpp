@@ -93,12 +93,14 @@ TEST(CalibrationRules, OnlyWarmingByAWholeDegreeTriggers) {
       {kInf, -273.15f, false}, {-300.f, -400.f, false}, {-40.0f, -273.15f, false},
   };
   for (const auto& c : cases) {
-    calibration::TriggerView view{c.sensorC + 273.15f, 233.15f, c.lastTriggerC, true, false};
+    calibration::TriggerView view{c.sensorC + 273.15f, 233.15f, c.lastTriggerC, true, true, false};
     if (c.sensorC == -40.0f) view.sensorK = 233.15f;  // exactly the reset value
     EXPECT_EQ(calibration::calibrationDue(view), c.due) << c.sensorC << " after " << c.lastTriggerC;
     view.realFrame = false;
     EXPECT_FALSE(calibration::calibrationDue(view));
     view.realFrame = view.runInProgress = true;
+    EXPECT_FALSE(calibration::calibrationDue(view));
+    view.sensorMeasured = view.runInProgress = false;
     EXPECT_FALSE(calibration::calibrationDue(view));
   }
 }
@@ -126,6 +128,7 @@ class CalibrationRuns : public testing::Test {
     camera.device.modelName = "Toy";
     camera.device.serialNumber = 7;
     camera.device.sensorTemperatureK = 298.45f;
+    camera.device.temperatureMeasured = true;
     data.allocate(2, 2);
     data.destriping.columnDestripingPasses = data.destriping.rowDestripingPasses = 0;
     std::fill_n(data.ffcAccumulator.data, 4, 320u);  // slot 0's table

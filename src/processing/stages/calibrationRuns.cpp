@@ -79,6 +79,7 @@ void triggerCalibration(FrameContext& frame) {
   const calibration::TriggerView view{.sensorK = frame.acquisition.device.sensorTemperatureK,
                                       .rangeMinK = frame.data.radiometry.rangeMinK,
                                       .lastTriggerC = run.ffcTriggerTemperature,
+                                      .sensorMeasured = frame.acquisition.device.temperatureMeasured,
                                       .realFrame = frame.fromFilledSlot,
                                       .runInProgress = busy};
   if (calibration::calibrationDue(view)) startCalibration(frame, toCelsius(view.sensorK, 1.0f));
