@@ -18,6 +18,7 @@ class ScratchFolder {
       : folder(std::filesystem::temp_directory_path() /
                ("ombrix_" + std::to_string(::getpid()) + "_" +
                 testing::UnitTest::GetInstance()->current_test_info()->name())) {
+    std::filesystem::remove_all(folder);  // left by a process that was killed, whose number came again
     std::filesystem::create_directories(folder);
   }
   ~ScratchFolder() {

@@ -25,23 +25,15 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kTimeoutMs = 20000;
 
-/// The bound of a destruction. A sanitizer makes the frame that is being processed take seconds; a hang lasts
-/// longer than this all the same.
-constexpr auto kClosingBound = kFullSpeed ? 2s : 8s;
+/// The bound of a destruction. A sanitizer or a machine that is busy elsewhere makes the frame that is being
+/// processed take seconds; a hang lasts longer than this all the same.
+constexpr auto kClosingBound = 8s;
 
 /// Destroys the SDK and says how long that took.
 Clock::duration closingTime(SdkRig& rig) {
   const auto start = Clock::now();
   rig.sdk.reset();
   return Clock::now() - start;
-}
-
-/// Counts colour frames for a while.
-int framesWithin(Ombrix& camera, Clock::duration span) {
-  const auto end = Clock::now() + span;
-  int frames = 0;
-  while (Clock::now() < end) frames += camera.getColorFrame(nullptr, nullptr, 100);
-  return frames;
 }
 
 }  // namespace
@@ -141,29 +133,22 @@ TEST(LifeCycle, AnUnknownHandleGetsNeutralAnswers) {
 }
 
 TEST(LifeCycle, UnplugLeavesTheOtherCameraAlone) {
-  SdkRig rig(kFullSpeed ? "marlow3,bramble6;scene=coded" : "marlow3,bramble6;scene=coded;step=on");
+  SdkRig rig("marlow3,bramble6;scene=coded;step=on");
   Ombrix survivor(0), victim(1);
-  const auto pump = [&](std::size_t index) {
-    if (!kFullSpeed) rig.platform->pump(index, 1);
-  };
-  pump(0);
-  pump(1);
+  rig.platform->pump(0, 1);
+  rig.platform->pump(1, 1);
   ASSERT_TRUE(survivor.getColorFrame(nullptr, nullptr, kTimeoutMs));
   ASSERT_TRUE(victim.getColorFrame(nullptr, nullptr, kTimeoutMs));
   ASSERT_EQ(rig.platform->camera(1).apply("unplug"), "");
   ASSERT_TRUE(waitFor([&] {
-    pump(1);
+    rig.platform->pump(1, 1);
     return SdkRig::acquisition(1).isLost();
   }));
   while (victim.getColorFrame(nullptr, nullptr, 0)) {
   }
-  if (kFullSpeed) {
-    EXPECT_GE(framesWithin(survivor, 1s), 48) << "of 60";
-  } else {
-    for (int i = 0; i < 8; ++i) {
-      pump(0);
-      EXPECT_TRUE(survivor.getColorFrame(nullptr, nullptr, kTimeoutMs));
-    }
+  for (int i = 0; i < 8; ++i) {
+    rig.platform->pump(0, 1);
+    EXPECT_TRUE(survivor.getColorFrame(nullptr, nullptr, kTimeoutMs));
   }
   EXPECT_FALSE(victim.getColorFrame(nullptr, nullptr, 5));
   EXPECT_TRUE(rig.sdk->isConnected(1));
@@ -173,7 +158,7 @@ TEST(LifeCycle, UnplugLeavesTheOtherCameraAlone) {
 }
 
 TEST(LifeCycle, RawAndColourConsumersBothGetTheirFrames) {
-  SdkRig rig(kFullSpeed ? "marlow3;scene=coded" : "marlow3;scene=coded;step=on");
+  SdkRig rig("marlow3;scene=coded;step=on");
   Ombrix camera(0);
   constexpr std::uint64_t kFrames = 90;
   std::atomic<std::uint64_t> rawLast{0}, colorLast{0}, rawCount{0}, colorCount{0};
@@ -193,7 +178,7 @@ TEST(LifeCycle, RawAndColourConsumersBothGetTheirFrames) {
       colorLast = md.frameNumber;
     }
   });
-  for (std::uint64_t n = 1; !kFullSpeed && n <= kFrames; ++n) {
+  for (std::uint64_t n = 1; n <= kFrames; ++n) {
     rig.platform->pump(0, 1);
     if (waitFor([&] { return rawLast == n && colorLast == n; }, 20s)) continue;
     ADD_FAILURE() << "frame " << n << " reached " << rawLast << " and " << colorLast;
@@ -202,9 +187,8 @@ TEST(LifeCycle, RawAndColourConsumersBothGetTheirFrames) {
   }
   rawConsumer.join();
   colorConsumer.join();
-  const std::uint64_t wanted = kFullSpeed ? kFrames * 95 / 100 : kFrames;
-  EXPECT_GE(rawCount, wanted);
-  EXPECT_GE(colorCount, wanted);
+  EXPECT_EQ(rawCount, kFrames);
+  EXPECT_EQ(colorCount, kFrames);
 }
 
 TEST(LifeCycle, DestructionFreesBlockedCallers) {
@@ -320,11 +304,11 @@ TEST(LifeCycle, ARateLimitThinsTheFrames) {
   SdkRig rig("marlow3;scene=coded;rate=100");
   Ombrix camera(0);
   camera.setProcessingFrameRate(5.0f);
-  Ombrix::metadata md;
-  // Every processed frame then stands for at least a fifth of a second of samples.
-  ASSERT_TRUE(camera.getRawFrame(nullptr, &md, kTimeoutMs));
-  ASSERT_TRUE(
-      waitFor([&] { return camera.getRawFrame(nullptr, &md, kTimeoutMs) && md.framesSinceLastCall >= 15; }));
+  // Frames of before the limit may still be there.
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  const auto start = Clock::now();
+  for (int i = 0; i < 4; ++i) ASSERT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  EXPECT_GT(Clock::now() - start, 550ms) << "four frames at five a second, the first of them perhaps at once";
 }
 
 TEST(LifeCycle, TheShutterMovesOnTheModelsThatHaveOne) {
