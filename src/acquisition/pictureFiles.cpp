@@ -62,6 +62,7 @@ void imageAcquisition::prepareReplay() {
   if (usableRange(first)) {
     processing.radiometry.rangeMinK = first.rangeMinK;
     processing.radiometry.rangeSpanK = first.rangeSpanK;
+    processing.target.temperatureHistory.fill(first.rangeMinK);  // the earlier one would pass for measured
   }
   replay = std::move(opened);
   replaying = true;

@@ -11,8 +11,10 @@
 #include "acquisition/imageAcquisition.h"
 #include "core/settings.h"
 #include "processing/FrameContext.h"
+#include "processing/process.h"
 #include "processing/stages/stages.h"
 #include "support/LogCapture.h"
+#include "support/workingFolder.h"
 
 namespace {
 
@@ -230,6 +232,38 @@ TEST_F(Stripes, ColumnsAreRefreshedWhenDue) {
       EXPECT_EQ(largestChange(), 0) << f.number;
     }
   }
+}
+
+// A table is made with the removal on, the next one with it off, and then it is switched on again: the second
+// table has the stripes, so nothing may take them away before it. The last frame is an odd one, which
+// measures nothing.
+TEST_F(Stripes, ATableMadeWithoutTheRemovalTakesItsStripesAway) {
+  const WorkingFolder folder;
+  open(64, 48);
+  destriping.rowDestripingPasses = 0;
+  const auto stripes = normals(64, 20.0f);
+  std::uint64_t number = 0;
+  const auto take = [&] {
+    for (std::size_t i = 0; i < picture.pixelCount(); ++i)
+      picture.data[i] = static_cast<std::uint16_t>(kLevel + stripes[i % 64]);
+    camera.delivered.number = ++number;
+    camera.delivered.fromFilledSlot = true;
+    FairLock lock(frameMutex);
+    ASSERT_TRUE(process(&camera));
+  };
+  for (const std::int32_t passes : {4, 0}) {
+    destriping.columnDestripingPasses = passes;
+    for (int i = 0; i < 2; ++i) take();
+    camera.requestShutterRun(2);
+    for (int i = 0; i < 2; ++i) take();
+    ASSERT_EQ(camera.processing.manual.frames, 2);
+    const auto& sums = camera.processing.manual.sums;
+    EXPECT_EQ(spread({sums.data, sums.data + 64}) / 2 > 10.0, passes == 0);
+  }
+  destriping.columnDestripingPasses = 4;
+  take();
+  const auto& corrected = camera.processing.correctedCopy;
+  EXPECT_LE(spread({corrected.data, corrected.data + 64}), 1.0);
 }
 
 TEST_F(Stripes, RowsKeepOffWhenTold) {

@@ -98,6 +98,24 @@ TEST_F(SavedPictures, DumpHoldsEveryFrameAndReplayGivesThemBack) {
   EXPECT_EQ(std::filesystem::file_size(kDump), sizeBefore);
 }
 
+TEST_F(SavedPictures, TheFirstPageTellsTheScaleOfAReplay) {
+  std::filesystem::create_directories("data/pictures");
+  Levels page(320 * 240, 30000);
+  imageFiles::TiffPageWriter writer;
+  std::string problem;
+  ASSERT_TRUE(writer.open(kDump, 320, 240, problem)) << problem;
+  ASSERT_TRUE(writer.append(page, {imageFiles::Content::thermal, 1, 1, 298.15f, 273.15f, 65.535f}, problem));
+  writer.close();
+  SdkRig rig(kScenario);
+  rig.sdk->parseCoreParameter("tiffFrameReplay");
+  rig.sdk->parseCoreParameter("displayTarget");
+  Ombrix camera(0);
+  ASSERT_TRUE(TakenFrame(camera).takeRaw(camera, kTimeoutMs));
+  EXPECT_NEAR(camera.getPixelTemperature(5, 5, 1.0f), 30.0f, 0.01f);
+  FairLock lock(frameMutex);  // one frame in, the mean over 16 is that frame's
+  EXPECT_NEAR(rig.acquisition(0).processing.target.targetTemperatureK, 303.15f, 0.01f);
+}
+
 TEST_F(SavedPictures, WithoutAPlaceTheDumpEndsAndFramesGoOn) {
   folder.file("data", "in the way of the directory");
   SdkRig rig(kScenario);

@@ -118,10 +118,12 @@ void correctPasses(FrameContext& frame, std::size_t passes) {
 void removeColumnStripes(FrameContext& frame) {
   Destriping& destriping = frame.data.destriping;
   ColumnStripeState& state = destriping.columns;
+  if (!frame.shutterRun()) state.holding = false;
   if (frame.calibrating() || destriping.columnDestripingPasses <= 0) {
     // What comes after may look quite different, in a calibration for its new tables.
     if (state.waiting) state.forget();
-    if (frame.shutterRun()) state.hold(0);
+    // A run that was asked for in the middle of this frame does not sum it.
+    if (frame.shutterRun() && !frame.calibrating()) state.hold(0);
     return;
   }
   if (frame.working->width != state.width) return;
@@ -132,7 +134,6 @@ void removeColumnStripes(FrameContext& frame) {
     state.hold(passes);
     return correctColumnNoise(frame, frame.working->view(), state.held);
   }
-  state.holding = false;
   if (const bool follows = tableFollows(frame); follows != state.beforeTable) {
     state.forget();
     state.beforeTable = follows;

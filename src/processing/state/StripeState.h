@@ -49,16 +49,14 @@ struct ColumnStripeState {
       for (std::size_t x = 0; x < width; ++x) total[x] += correction(pass)[x];
     }
   }
-  /// From now on the present offsets stay as they are.
+  /// From now on the present offsets stay as they are; with no passes there are none, whatever the table in
+  /// force has.
   void hold(std::size_t passes) {
     if (holding) return;
     holding = true;
-    if (beforeTable) {
-      held = base;
-    } else {
-      std::fill(held.begin(), held.end(), 0.0f);
-    }
+    std::fill(held.begin(), held.end(), 0.0f);
     if (passes == 0) return;
+    if (beforeTable) held = base;
     for (const PassGroup group : groups(passes)) {
       addUp(group);
       for (std::size_t x = 0; x < width; ++x) held[x] += std::round(total[x]);
