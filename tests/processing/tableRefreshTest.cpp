@@ -134,6 +134,20 @@ TEST_F(TableRefresh, TablesThatCannotBeReadAtOpeningAreTriedAnewWhenSwitchedOn) 
   EXPECT_TRUE(data.radiometry.radiometricCorrection) << "levels are temperatures again";
 }
 
+TEST_F(TableRefresh, ASensorColderThanAnAutomaticCalibrationGetsTheTablesOfItsTemperature) {
+  write("025", 20, 4200);
+  write("025", 30, 4600);
+  camera.loadCalibrationFiles();
+  data.calibration.autoFFC = true;
+  for (int i = 0; i < 8; ++i) frame(28.0f);
+  data.calibration.autoFFC = false;
+  EXPECT_EQ(data.calibration.ffcLowTemperature, 28.0f);
+  EXPECT_EQ(frame(28.0f)[0], 4800) << "the frames of the calibration are flat at the pair's target";
+  EXPECT_EQ(frame(27.8f)[0], 4800) << "within the hysteresis";
+  EXPECT_NEAR(frame(22.5f)[0], 5100, 1);  // 5000 - 4300 + 4400
+  EXPECT_EQ(data.calibration.ffcLowTemperature, 20.0f);
+}
+
 TEST_F(TableRefresh, OnlyAProperManualTableIsUsed) {
   fs::create_directories("set/ffc");
   image<unsigned int> table(2, 2);
