@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "calibration/ffcFile.h"
+#include "common/fileBytes.h"
 #include "common/filePath.h"
 #include "common/format.h"
 
@@ -87,10 +88,9 @@ std::string CalibrationPlaces::file(const std::string& folder, const std::string
   const auto pathFor = [&](const std::string& name) {
     return format("{:s}/{:s}/{:s}_{:d}{:s}", directory, folder, name, serialNumber, extension);
   };
-  std::error_code failure;
   for (const std::string& name : names) {
     const std::string path = pathFor(name);
-    if (fs::is_regular_file(path, failure)) return path;
+    if (regularFileSize(path)) return path;
   }
   return pathFor(names.empty() ? std::string() : names.front());
 }
