@@ -129,7 +129,7 @@ bool imageAcquisition::_updateFFC(const float& sensorTemperatureK) {
   flatFieldIndex.loaded = pair;
   validity.ffcLowTemperature = flatFieldIndex.points[pair->low].temperatureC;
   validity.ffcHighTemperature = flatFieldIndex.points[pair->high].temperatureC;
-  flatField.ffcMean = static_cast<std::uint32_t>(getFFCMean(processing.slot0Low(), processing.tableFrames()));
+  flatField.ffcMean = getFFCMean(processing.slot0Low(), processing.tableFrames());
   flatField.ffcTemperatureK = sensorTemperatureK;
   return true;
 }

@@ -95,7 +95,7 @@ bool loadFFC(image<unsigned int>* table, unsigned short& frameCount, float& temp
   return true;
 }
 
-int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount) {
+std::uint32_t getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount) {
   const std::span<const unsigned int> pixels = pixelsOf(table);
   if (frameCount == 0 || pixels.empty()) return 0;
   const std::uint32_t frames = frameCount;
@@ -104,7 +104,7 @@ int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCoun
     const std::uint32_t level = pixel / frames;  // the fraction is dropped per pixel
     sum += static_cast<float>(level);
   }
-  return truncateToI32(static_cast<double>(sum / static_cast<float>(pixels.size())));
+  return truncateToU32(static_cast<double>(sum / static_cast<float>(pixels.size())));
 }
 
 namespace calibration {

@@ -24,7 +24,7 @@ bool loadFFC(image<unsigned int>* table, unsigned short& frameCount, float& temp
 
 /// Mean level of one frame, truncated: pixel sums are divided by N in integers first, as the correction does.
 /// 0 when N is 0 or the table has no pixels.
-int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount);
+std::uint32_t getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount);
 
 namespace calibration {
 
