@@ -31,8 +31,7 @@ void useLinearSetup(int handle, Ombrix& camera) {
   // Corrected as the peers do it: by one of the loaded tables.
   data.flatField.twoTableFFC = false;
   data.flatField.ffcMode = 0;
-  data.flatField.ffcMean =
-      static_cast<std::uint32_t>(getFFCMean(data.ffcAccumulator, data.calibration.ffcFramesToTake));
+  data.flatField.ffcMean = getFFCMean(data.ffcAccumulator, data.calibration.ffcFramesToTake);
   data.radiometry.radiometricCorrection = false;
 }
 

@@ -84,7 +84,9 @@ bool imageAcquisition::loadPolynomials(const CalibrationPlaces& places) {
 bool imageAcquisition::loadFlatFieldTables() {
   flatFieldIndex = scanFlatFieldTables(calibrationPlaces());
   flatFieldIndex.failedUs = monotonicUs();
-  if (flatFieldIndex.points.empty()) return false;
+  // Tables that cannot be read are tried again when the correction is switched on.
+  processing.flatField.twoTableFFC = !flatFieldIndex.points.empty();
+  if (!processing.flatField.twoTableFFC) return false;
   processing.flatField.ffcMode = flatFieldIndex.twoReferences() ? 1 : 0;
   return _updateFFC(kUsualSensorK);
 }
@@ -111,15 +113,13 @@ void imageAcquisition::loadCalibrationFiles() {
   flatField.ffcMode = 0;
   if (loadPolynomials(places)) {
     flatField.ffcMode = 2;  // evaluated when the first sensor temperature comes
-    flatField.shutterlessCorrection = true;
+    flatField.twoTableFFC = flatField.shutterlessCorrection = true;
   } else {
     flatField.shutterlessCorrection = loadFlatFieldTables();
   }
-  flatField.twoTableFFC = flatField.shutterlessCorrection;
   processing.calibration.autoFFC = settings::current().autoCalibration;
 
   const bool hasThermographicTable = loadThermographicCorrection(
       this, places.thermographicFile(radiometry.rangeMinK, radiometry.rangeSpanK));
-  radiometry.radiometricCorrection =
-      hasThermographicTable && flatField.shutterlessCorrection && flatField.ffcMode != 0;
+  radiometry.radiometricCorrection = hasThermographicTable && flatField.twoTableFFC && flatField.ffcMode != 0;
 }

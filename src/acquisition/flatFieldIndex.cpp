@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "calibration/ffcFile.h"
+#include "common/fileBytes.h"
 #include "common/filePath.h"
 #include "common/format.h"
 
@@ -14,7 +15,6 @@ namespace {
 
 /// Tables of both references count as taken at one sensor temperature when they differ by no more.
 constexpr float kSameTemperatureC = 0.5f;
-constexpr float kHysteresisC = 0.3f;
 /// The two references of the tables, in degrees Celsius; part of the thermographic table's name.
 constexpr int kReferencesC[] = {25, 50};
 
@@ -88,10 +88,9 @@ std::string CalibrationPlaces::file(const std::string& folder, const std::string
   const auto pathFor = [&](const std::string& name) {
     return format("{:s}/{:s}/{:s}_{:d}{:s}", directory, folder, name, serialNumber, extension);
   };
-  std::error_code failure;
   for (const std::string& name : names) {
     const std::string path = pathFor(name);
-    if (fs::is_regular_file(path, failure)) return path;
+    if (regularFileSize(path)) return path;
   }
   return pathFor(names.empty() ? std::string() : names.front());
 }
@@ -119,8 +118,8 @@ std::optional<TablePair> chooseTables(std::span<const float> temperatures, float
   const std::size_t count = temperatures.size();
   if (count == 0 || std::isnan(temperature)) return std::nullopt;
   if (current && current->low < count && current->high < count &&
-      temperature >= temperatures[current->low] - kHysteresisC &&
-      temperature <= temperatures[current->high] + kHysteresisC) {
+      temperature >= temperatures[current->low] - kTableHysteresisC &&
+      temperature <= temperatures[current->high] + kTableHysteresisC) {
     return current;
   }
   if (count == 1) return TablePair{0, 0};

@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+/// How far beyond the temperatures of its tables a pair stays in force.
+constexpr float kTableHysteresisC = 0.3f;
+
 /// Where a camera's calibration files are looked for.
 struct CalibrationPlaces {
   std::string directory;           ///< the data directory
@@ -39,7 +42,7 @@ struct FlatFieldIndex {
 
   std::vector<Point> points;        ///< coldest first
   std::vector<float> temperatures;  ///< of the points, for `chooseTables`, which frames may ask one by one
-  std::optional<TablePair> loaded;  ///< the pair whose tables are in memory
+  std::optional<TablePair> loaded;  ///< the pair in memory; a calibration may have replaced a low table of it
   std::int64_t failedUs = 0;        ///< monotonic time at which the folders were last found wanting
 
   bool twoReferences() const { return !points.empty() && !points.front().slot1.empty(); }

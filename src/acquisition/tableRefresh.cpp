@@ -75,6 +75,13 @@ struct LoadedPair {
   }
 };
 
+/// True when an automatic calibration has put its table in place of the pair's low one, at a sensor of
+/// `lowC`, too warm for this temperature.
+bool isColderThanCalibration(const FlatFieldIndex& index, float lowC, float temperatureC) {
+  return index.loaded && lowC != index.points[index.loaded->low].temperatureC &&
+         temperatureC < lowC - kTableHysteresisC;
+}
+
 }  // namespace
 
 bool imageAcquisition::refreshPolynomials() {
@@ -101,8 +108,11 @@ bool imageAcquisition::_updateFFC(const float& sensorTemperatureK) {
     }
     flatFieldIndex = scanFlatFieldTables(calibrationPlaces());
   }
-  const auto pair =
-      chooseTables(flatFieldIndex.temperatures, toCelsius(sensorTemperatureK, 1.0f), flatFieldIndex.loaded);
+  const float temperatureC = toCelsius(sensorTemperatureK, 1.0f);
+  CalibrationRun& validity = processing.calibration;
+  if (isColderThanCalibration(flatFieldIndex, validity.ffcLowTemperature, temperatureC))
+    flatFieldIndex.loaded.reset();
+  const auto pair = chooseTables(flatFieldIndex.temperatures, temperatureC, flatFieldIndex.loaded);
   if (pair && pair == flatFieldIndex.loaded) return true;
   // A camera whose levels are radiometric needs both references; those of one would be another scale.
   const bool complete = flatField.ffcMode != 1 || flatFieldIndex.twoReferences();
@@ -117,10 +127,9 @@ bool imageAcquisition::_updateFFC(const float& sensorTemperatureK) {
   processing.tableFrames() = tables.equaliseFrames();
   tables.swapInto(processing);
   flatFieldIndex.loaded = pair;
-  CalibrationRun& validity = processing.calibration;
   validity.ffcLowTemperature = flatFieldIndex.points[pair->low].temperatureC;
   validity.ffcHighTemperature = flatFieldIndex.points[pair->high].temperatureC;
-  flatField.ffcMean = static_cast<std::uint32_t>(getFFCMean(processing.slot0Low(), processing.tableFrames()));
+  flatField.ffcMean = getFFCMean(processing.slot0Low(), processing.tableFrames());
   flatField.ffcTemperatureK = sensorTemperatureK;
   return true;
 }

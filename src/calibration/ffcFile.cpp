@@ -5,6 +5,8 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <exception>
+#include <numeric>
 #include <optional>
 #include <vector>
 
@@ -38,6 +40,21 @@ void take(std::span<const std::uint8_t>& bytes, std::size_t size, std::uint32_t&
   bytes = bytes.subspan(taken);
 }
 
+FileWrite writeTable(std::span<const unsigned int> pixels, unsigned short frameCount, float temperature,
+                     const std::string& path) {
+  try {
+    std::vector<std::uint8_t> bytes(kSignature.size() + 4 * pixels.size() + kScalarBytes);
+    std::uint8_t* at = std::copy(kSignature.begin(), kSignature.end(), bytes.data());
+    for (std::size_t i = 0; i < pixels.size(); ++i) storeLittle32(at + 4 * i, pixels[i]);
+    at += 4 * pixels.size();
+    storeLittle16(at, frameCount);
+    storeLittleFloat(at + 2, temperature);
+    return writeFileBytes(path, bytes);
+  } catch (const std::exception&) {  // no memory for it
+    return FileWrite::notOpened;
+  }
+}
+
 void takePixels(std::span<const std::uint8_t>& bytes, std::span<unsigned int> pixels) {
   const std::size_t whole = std::min(pixels.size(), bytes.size() / 4);
   for (std::size_t i = 0; i < whole; ++i) pixels[i] = loadLittle32(bytes.data() + 4 * i);
@@ -52,15 +69,7 @@ void takePixels(std::span<const std::uint8_t>& bytes, std::span<unsigned int> pi
 
 bool saveFFC(const image<unsigned int>& table, const unsigned short& frameCount, const float& temperature,
              const std::string& path) {
-  const std::span<const unsigned int> pixels = pixelsOf(table);
-  std::vector<std::uint8_t> bytes(kSignature.size() + 4 * pixels.size() + kScalarBytes);
-  std::uint8_t* at = std::copy(kSignature.begin(), kSignature.end(), bytes.data());
-  for (std::size_t i = 0; i < pixels.size(); ++i) storeLittle32(at + 4 * i, pixels[i]);
-  at += 4 * pixels.size();
-  storeLittle16(at, frameCount);
-  storeLittleFloat(at + 2, temperature);
-
-  if (writeFileBytes(path, bytes) == FileWrite::notOpened) {
+  if (writeTable(pixelsOf(table), frameCount, temperature, path) == FileWrite::notOpened) {
     logger::error(format("Error while saving file '{:s}'", path), LOG_HERE);
     return false;
   }
@@ -86,7 +95,7 @@ bool loadFFC(image<unsigned int>* table, unsigned short& frameCount, float& temp
   return true;
 }
 
-int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount) {
+std::uint32_t getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount) {
   const std::span<const unsigned int> pixels = pixelsOf(table);
   if (frameCount == 0 || pixels.empty()) return 0;
   const std::uint32_t frames = frameCount;
@@ -95,7 +104,7 @@ int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCoun
     const std::uint32_t level = pixel / frames;  // the fraction is dropped per pixel
     sum += static_cast<float>(level);
   }
-  return truncateToI32(static_cast<double>(sum / static_cast<float>(pixels.size())));
+  return truncateToU32(static_cast<double>(sum / static_cast<float>(pixels.size())));
 }
 
 namespace calibration {
@@ -103,20 +112,20 @@ namespace calibration {
 std::uint32_t levelOfTheMiddle(const image<unsigned int>& table, std::uint16_t frameCount,
                                std::span<const std::pair<int, int>> defects) {
   if (frameCount == 0 || table.empty()) return 0;
-  std::vector<bool> bad(table.pixelCount());
-  for (const auto& [x, y] : defects) {
-    if (x < 0 || y < 0 || x >= table.width || y >= table.height) continue;
-    bad[static_cast<std::size_t>(y) * table.width + static_cast<std::size_t>(x)] = true;
-  }
-  const auto levelWithin = [&](std::size_t left, std::size_t top) {
-    std::uint64_t sum = 0, count = 0;
-    for (std::size_t y = top; y < table.height - top; ++y) {
-      for (std::size_t x = left; x < table.width - left; ++x) {
-        const std::size_t i = y * table.width + x;
-        if (bad[i]) continue;
-        sum += table.data[i];
-        ++count;
-      }
+  const ImageView<const unsigned int> sums = table.view();
+  const auto levelWithin = [&](std::uint32_t left, std::uint32_t top) {
+    const std::uint32_t right = sums.width - left, bottom = sums.height - top;
+    std::uint64_t sum = 0;
+    for (std::uint32_t y = top; y < bottom; ++y) {
+      const unsigned int* const row = sums.row(y);
+      sum = std::accumulate(row + left, row + right, sum);
+    }
+    std::uint64_t count = std::uint64_t{right - left} * (bottom - top);
+    for (const auto& [column, line] : defects) {
+      const auto x = static_cast<std::uint32_t>(column), y = static_cast<std::uint32_t>(line);
+      if (x < left || x >= right || y < top || y >= bottom) continue;  // what is negative is large here
+      sum -= sums.at(x, y);
+      --count;
     }
     count *= frameCount;
     return count == 0 ? std::uint32_t{0} : static_cast<std::uint32_t>((sum + count / 2) / count);

@@ -24,7 +24,7 @@ bool loadFFC(image<unsigned int>* table, unsigned short& frameCount, float& temp
 
 /// Mean level of one frame, truncated: pixel sums are divided by N in integers first, as the correction does.
 /// 0 when N is 0 or the table has no pixels.
-int getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount);
+std::uint32_t getFFCMean(const image<unsigned int>& table, const unsigned short& frameCount);
 
 namespace calibration {
 
@@ -34,10 +34,10 @@ constexpr std::uint64_t ffcFileSize(std::uint32_t width, std::uint32_t height) {
 }
 
 /// Mean level per frame over the middle of the table, half as wide and high as all of it, rounded: the light
-/// of the housing, which no correction knows, is weakest there. Pixels in `defects` (x, y; entries outside
-/// the table are ignored) do not count: what they hold after table correction says nothing about the scene,
-/// and a thousandth of them would shift a mean by half a kelvin. Over the whole table where the middle has no
-/// good pixel or nothing but zeros. 0 for a count of 0 and for a table without good pixels.
+/// of the housing, which no correction knows, is weakest there. Pixels in `defects` (x, y, each once; entries
+/// outside the table are ignored) do not count: what they hold after table correction says nothing about the
+/// scene, and a thousandth of them would shift a mean by half a kelvin. Over the whole table where the middle
+/// has no good pixel or nothing but zeros. 0 for a count of 0 and for a table without good pixels.
 std::uint32_t levelOfTheMiddle(const image<unsigned int>& table, std::uint16_t frameCount,
                                std::span<const std::pair<int, int>> defects);
 

@@ -136,20 +136,20 @@ TEST(FfcFile, PeekingWantsTheExactSizeAndUsableScalars) {
 TEST(FfcFile, MeanDividesEachPixelBeforeSummingInFloat) {
   image<unsigned int> table(5, 1);
   std::fill_n(table.data, 5, 3u);
-  EXPECT_EQ(getFFCMean(table, 2), 1);
+  EXPECT_EQ(getFFCMean(table, 2), 1u);
   table.data[4] = 8;  // (1 + 1 + 1 + 1 + 4) / 5; with halves kept it would be 2
-  EXPECT_EQ(getFFCMean(table, 2), 1);
-  EXPECT_EQ(getFFCMean(table, 0), 0);
-  EXPECT_EQ(getFFCMean(image<unsigned int>(), 4), 0);
+  EXPECT_EQ(getFFCMean(table, 2), 1u);
+  EXPECT_EQ(getFFCMean(table, 0), 0u);
+  EXPECT_EQ(getFFCMean(image<unsigned int>(), 4), 0u);
 
   // 2^24 and four ones: a float sum loses every one of them, 16777216 / 5 = 3355443.2.
   std::fill_n(table.data, 5, 1u);
   table.data[0] = 16777216;
-  EXPECT_EQ(getFFCMean(table, 1), 3355443);
-  // 2^32 - 1 must not turn negative; the sum of five is 5 * 2^32 in float, beyond an int after the division.
+  EXPECT_EQ(getFFCMean(table, 1), 3355443u);
+  // The sum of five is 5 * 2^32 in float: one more than fits after the division.
   std::fill_n(table.data, 5, 0xFFFFFFFFu);
-  EXPECT_EQ(getFFCMean(table, 1), std::numeric_limits<int>::max());
-  EXPECT_EQ(getFFCMean(table, 65535), 65537);
+  EXPECT_EQ(getFFCMean(table, 1), 0xFFFFFFFFu);
+  EXPECT_EQ(getFFCMean(table, 65535), 65537u);
 }
 
 }  // namespace

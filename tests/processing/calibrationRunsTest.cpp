@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <new>
 
 #include "acquisition/imageAcquisition.h"
 #include "calibration/ffcFile.h"
@@ -13,6 +14,7 @@
 #include "processing/calibrationRules.h"
 #include "processing/process.h"
 #include "support/LogCapture.h"
+#include "support/allocationCounter.h"
 #include "support/workingFolder.h"
 
 namespace fs = std::filesystem;
@@ -294,5 +296,32 @@ TEST_F(CalibrationRuns, WithoutAFileTheResultStillCounts) {
   EXPECT_EQ(other.processing.manual.mean, 50u);
   EXPECT_EQ(log.count("Error while saving file 'blocked/ffc/"), 2u);
 }
+
+#if OMBRIX_OWN_NEW
+TEST_F(CalibrationRuns, ARunEndsWhicheverAllocationFails) {
+  std::uint64_t failing = 0;
+  for (bool struck = true; struck;) {
+    data.manual.frames = 0;
+    camera.requestShutterRun(1);
+    std::fill_n(data.rawImage.data, 4, std::uint16_t{100});
+    camera.delivered = {++number, true, 0, 0};
+    failAllocation(++failing);
+    try {
+      FairLock lock(frameMutex);
+      process(&camera);
+    } catch (const std::bad_alloc&) {
+      // The frame is missing.
+    }
+    struck = allocationFailed();
+    failAllocation(0);
+    if (data.manual.frames == 0) feed(100);
+    EXPECT_FALSE(data.calibration.shutterFFCRunning) << failing;
+    EXPECT_TRUE(data.flatField.flatFieldCorrection) << failing;
+    EXPECT_EQ(data.manual.frames, 1) << failing;
+    EXPECT_EQ(slot0(), oldTable);
+  }
+  EXPECT_GT(failing, 5u);
+}
+#endif
 
 }  // namespace

@@ -257,8 +257,8 @@ TEST(PlainReference, OfTablesThatAreMadeAndShown) {
     });
     image<unsigned int> table;
     c.fill(table, sums);
-    mean = std::min(mean / static_cast<float>(sums.size()), 2147483648.0f);
-    EXPECT_EQ(getFFCMean(table, in.frames), std::min(static_cast<long long>(mean), 2147483647LL));
+    mean = std::min(mean / static_cast<float>(sums.size()), 4294967296.0f);
+    EXPECT_EQ(getFFCMean(table, in.frames), std::min(static_cast<long long>(mean), 4294967295LL));
     c.renew();
     kernels::accumulateFrame(c.all(), c.view(sums));
     c.same(sums, added);

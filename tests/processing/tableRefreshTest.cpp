@@ -113,6 +113,41 @@ TEST_F(TableRefresh, AFailureIsReportedOnceAndLeavesFramesRaw) {
   EXPECT_EQ(log.count("FFC update failed!"), 2u);
 }
 
+TEST_F(TableRefresh, TablesThatCannotBeReadAtOpeningAreTriedAnewWhenSwitchedOn) {
+  for (const char* folder : {"025", "050"}) {
+    for (const int celsius : {20, 30}) write(folder, celsius, folder[1] == '2' ? 4000 : 4640);
+  }
+  std::string levels;
+  for (int level = 0; level < 65536; ++level) levels += std::to_string(level) + "\n";
+  scratch.file("set/Toy_233.15_262.14_025_050.tco", levels);
+  const std::string path = tablePath("050", 30);
+  const std::string good = fileContents(path);
+  scratch.file(path, "x" + good.substr(1));  // shows only when it is read whole
+  camera.loadCalibrationFiles();
+  EXPECT_FALSE(flatField.shutterlessCorrection);
+  EXPECT_EQ(log.count("Unrecognized file format '" + path + "'"), 1u);
+  EXPECT_EQ(frame(25.0f), Levels(4, kRaw));
+  scratch.file(path, good);
+  camera.tableScanPause = std::chrono::milliseconds(0);
+  flatField.shutterlessCorrection = true;
+  EXPECT_NEAR(frame(25.0f)[0], 26015, 2);
+  EXPECT_TRUE(data.radiometry.radiometricCorrection) << "levels are temperatures again";
+}
+
+TEST_F(TableRefresh, ASensorColderThanAnAutomaticCalibrationGetsTheTablesOfItsTemperature) {
+  write("025", 20, 4200);
+  write("025", 30, 4600);
+  camera.loadCalibrationFiles();
+  data.calibration.autoFFC = true;
+  for (int i = 0; i < 8; ++i) frame(28.0f);
+  data.calibration.autoFFC = false;
+  EXPECT_EQ(data.calibration.ffcLowTemperature, 28.0f);
+  EXPECT_EQ(frame(28.0f)[0], 4800) << "the frames of the calibration are flat at the pair's target";
+  EXPECT_EQ(frame(27.8f)[0], 4800) << "within the hysteresis";
+  EXPECT_NEAR(frame(22.5f)[0], 5100, 1);  // 5000 - 4300 + 4400
+  EXPECT_EQ(data.calibration.ffcLowTemperature, 20.0f);
+}
+
 TEST_F(TableRefresh, OnlyAProperManualTableIsUsed) {
   fs::create_directories("set/ffc");
   image<unsigned int> table(2, 2);

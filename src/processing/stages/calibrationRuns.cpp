@@ -40,7 +40,7 @@ void finishCalibration(FrameContext& frame) {
   auto& data = frame.data;
   CalibrationRun& run = data.calibration;
   run.ffcLowTemperature /= static_cast<float>(run.ffcFramesToTake);
-  data.flatField.ffcMean = static_cast<std::uint32_t>(getFFCMean(data.ffcAccumulator, run.ffcFramesToTake));
+  data.flatField.ffcMean = getFFCMean(data.ffcAccumulator, run.ffcFramesToTake);
   run.ffcCalibrating = false;
   data.flatField.shutterlessCorrection = true;
   data.kept.borrowed = false;  // the sums are slot 0's low table from here on

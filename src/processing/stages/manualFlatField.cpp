@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
+#include <string_view>
 
 #include "calibration/ffcFile.h"
 #include "common/format.h"
 #include "common/numerics.h"
 #include "common/temperature.h"
+#include "core/logger.h"
 #include "processing/kernels/flatFieldTables.h"
 #include "processing/stages/shutterRun.h"
 #include "processing/stages/stages.h"
@@ -18,7 +21,8 @@ std::int64_t monotonicMicroseconds() {
   return static_cast<std::int64_t>(std::chrono::steady_clock::now().time_since_epoch() / 1us);
 }
 
-/// Takes over what `ffcAccumulator` has become as the manual table.
+/// Takes over what `ffcAccumulator` has become as the manual table. Allocates nothing: a run that failed here
+/// would never end.
 void adoptSums(processData<unsigned short>& data, std::uint16_t frames) {
   std::copy_n(data.ffcAccumulator.data, data.ffcAccumulator.pixelCount(), data.manual.sums.data);
   data.manual.frames = frames;
@@ -27,7 +31,8 @@ void adoptSums(processData<unsigned short>& data, std::uint16_t frames) {
   data.returnAccumulator();
 }
 
-void fileManualTable(FrameContext& frame) {
+/// Under both names.
+void saveManualTable(FrameContext& frame) {
   const ManualTable& manual = frame.data.manual;
   const auto temperature = static_cast<float>(frame.data.shutterSums.temperature / manual.frames);
   const std::string base = format("{:s}/ffc/{:s}_{:d}", frame.acquisition.dataDirectory(),
@@ -35,6 +40,15 @@ void fileManualTable(FrameContext& frame) {
   saveTable(manual.sums, manual.frames, temperature, format("{:s}.ffc", base));
   saveTable(manual.sums, manual.frames, temperature,
             format("{:s}_{:03d}.ffc", base, truncateToI32(static_cast<double>(temperature))));
+}
+
+/// Without the memory to file it the table is in force all the same.
+void fileManualTable(FrameContext& frame) {
+  try {
+    saveManualTable(frame);
+  } catch (const std::exception& failure) {
+    logger::error(format("Flat-field table not saved: {:s}", std::string_view(failure.what())), LOG_HERE);
+  }
 }
 
 void finishShutterRun(FrameContext& frame, std::uint16_t frames) {

@@ -57,9 +57,8 @@ void correctWithTable(FrameContext& frame) {
 
 std::uint32_t pairLevel(const Table& low, const Table& high, std::uint16_t frames, PairTarget& kept) {
   if (kept.low == low.data && kept.high == high.data && kept.frames == frames) return kept.level;
-  const auto lowLevel = static_cast<std::uint32_t>(getFFCMean(low, frames));
-  const auto highLevel = static_cast<std::uint32_t>(getFFCMean(high, frames));
-  kept = {low.data, high.data, frames, (lowLevel + highLevel) >> 1};
+  const std::uint64_t both = std::uint64_t{getFFCMean(low, frames)} + getFFCMean(high, frames);
+  kept = {low.data, high.data, frames, static_cast<std::uint32_t>(both >> 1)};
   return kept.level;
 }
 
