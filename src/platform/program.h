@@ -13,6 +13,7 @@ namespace platform {
 std::vector<std::string> programArguments(int argc, char** argv);
 
 bool standardErrorIsTerminal();
+bool standardOutputIsTerminal();
 
 /// As std::fopen, for a name in UTF-8.
 std::FILE* openFile(const std::string& name, const char* mode);

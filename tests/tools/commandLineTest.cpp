@@ -120,6 +120,7 @@ TEST_F(CommandLine, ListKeepsStandardOutputForData) {
     EXPECT_EQ(cameras[i]["productId"], products[i]);
   }
   EXPECT_THAT(outcome.err, HasSubstr("Video devices detected:"));
+  EXPECT_EQ(outcome.err.find('\033'), std::string::npos);  // no colours but on a terminal
 }
 
 TEST_F(CommandLine, DoctorTellsWhetherAPictureCanBeTaken) {

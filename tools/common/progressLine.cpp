@@ -7,8 +7,9 @@
 
 namespace tools {
 
-ProgressLine::ProgressLine(std::function<std::string()> text) : makeText(std::move(text)) {
-  if (platform::standardErrorIsTerminal()) worker = std::thread([this] { progressThreadProc(); });
+ProgressLine::ProgressLine(std::function<std::string()> text, Output meanwhile) : makeText(std::move(text)) {
+  const bool crossed = meanwhile == Output::Lines && platform::standardOutputIsTerminal();
+  if (platform::standardErrorIsTerminal() && !crossed) worker = std::thread([this] { progressThreadProc(); });
 }
 
 ProgressLine::~ProgressLine() {

@@ -9,12 +9,15 @@
 
 namespace tools {
 
+/// What the step prints meanwhile.
+enum class Output { None, Lines };
+
 /// One line on standard error that tells how far a long step is. It appears after a second, only on a
-/// terminal, and is wiped when the object goes.
+/// terminal that shows no other lines meanwhile, and is wiped when the object goes.
 class ProgressLine {
  public:
   /// text: makes the line; called from a thread of its own, four times a second.
-  explicit ProgressLine(std::function<std::string()> text);
+  explicit ProgressLine(std::function<std::string()> text, Output meanwhile = Output::None);
   ~ProgressLine();
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;

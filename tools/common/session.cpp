@@ -7,6 +7,7 @@
 
 #include "common/mutex.h"
 #include "core/logger.h"
+#include "platform/program.h"
 #include "platform/system.h"
 
 namespace tools {
@@ -47,9 +48,11 @@ Expected& expected() {
 }  // namespace
 
 void logToStandardError() {
+  static const bool coloured = platform::standardErrorIsTerminal();
   logger::setConsoleSink([](std::string_view line) {
     if (expected().covers(line)) return;
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    const std::string text = coloured ? std::string(line) : withoutColours(std::string(line));
+    std::fwrite(text.data(), 1, text.size(), stderr);
     std::fflush(stderr);
   });
 }

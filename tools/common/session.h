@@ -5,7 +5,7 @@
 // What every program around the library does first.
 namespace tools {
 
-/// Sends the library's log to standard error: standard output is for data.
+/// Sends the library's log to standard error, in colours on a terminal alone: standard output is for data.
 void logToStandardError();
 
 /// Leaves lines that hold `text` out of that log. Any thread.

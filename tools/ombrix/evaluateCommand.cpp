@@ -1,3 +1,4 @@
+#include <atomic>
 #include <nlohmann/json.hpp>
 
 #include "acquisition/backends/simulated/cameraModel.h"
@@ -44,9 +45,11 @@ void evaluatePipeline(const Options& options) {
   const auto extent = options.quick ? EvaluationExtent::Quick : EvaluationExtent::Full;
   const auto reference = options.shutter ? FlatFieldReference::Shutter : FlatFieldReference::BlackBody;
   ordered_json results = ordered_json::array();
-  unsigned long long measured = 0;
+  std::atomic<unsigned long long> measured{0};
   std::vector<std::string> failed;
   try {
+    const ProgressLine progress([&] { return format("{} cases measured", measured.load()); },
+                                options.json ? Output::None : Output::Lines);
     for (const auto& model : simulation::cameraModels()) {
       if (!options.model.empty() && options.model != model.id) continue;
       evaluateModel(model.id, extent, reference, [&](const EvaluationResult& result) {
@@ -62,10 +65,10 @@ void evaluatePipeline(const Options& options) {
   if (options.json) {
     printLine(ordered_json{{"results", results}, {"missed", failed.size()}}.dump(2));
   } else {
-    printLine(format("{} of {} cases meet all criteria", measured - failed.size(), measured));
+    printLine(format("{} of {} cases meet all criteria", measured.load() - failed.size(), measured.load()));
   }
   if (failed.empty()) return;
-  std::string line = format("{} of {} cases miss criteria: ", failed.size(), measured);
+  std::string line = format("{} of {} cases miss criteria: ", failed.size(), measured.load());
   for (const std::string& name : failed) line += (&name == &failed.front() ? "" : "; ") + name;
   throw CommandFailure(line);
 }

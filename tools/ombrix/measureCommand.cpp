@@ -36,7 +36,7 @@ void measureTemperature(const Options& options, OmbrixSDK& sdk) {
 
   std::atomic<unsigned long long> shown{0};
   const std::string total = options.count == 0 ? "" : format(" of {}", options.count);
-  const ProgressLine progress([&] { return format("{}{} frames", shown.load(), total); });
+  const ProgressLine progress([&] { return format("{}{} frames", shown.load(), total); }, Output::Lines);
   Ombrix::metadata metadata;
   settle(options, *camera, metadata);
   while ((options.count == 0 || shown < options.count) && nextFrame(options, *camera, metadata)) {

@@ -113,7 +113,7 @@ void streamCamera(const Options& wanted, OmbrixSDK& sdk) {
   std::atomic<unsigned long long> missed{0};
   const std::string total = options.count == 0 ? "" : format(" of {}", options.count);
   const ProgressLine progress(
-      [&] { return format("{}{} frames, {} missed", shown.load(), total, missed.load()); });
+      [&] { return format("{}{} frames, {} missed", shown.load(), total, missed.load()); }, Output::Lines);
   while (!interrupted() && (options.count == 0 || shown < options.count)) {
     if (options.controls.trigger) camera.softwareTriggerRequest();
     if (!source.next()) {

@@ -10,6 +10,8 @@ std::vector<std::string> programArguments(int argc, char** argv) { return {argv,
 
 bool standardErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
 
+bool standardOutputIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
+
 std::FILE* openFile(const std::string& name, const char* mode) { return std::fopen(name.c_str(), mode); }
 
 const char* const kCacheVariables = "neither XDG_CACHE_HOME nor HOME is set";

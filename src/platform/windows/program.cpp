@@ -30,6 +30,8 @@ std::vector<std::string> programArguments(int argc, char** argv) {
 
 bool standardErrorIsTerminal() { return _isatty(_fileno(stderr)) != 0; }
 
+bool standardOutputIsTerminal() { return _isatty(_fileno(stdout)) != 0; }
+
 std::FILE* openFile(const std::string& name, const char* mode) {
   return _wfopen(filePath(name).c_str(), filePath(mode).c_str());
 }

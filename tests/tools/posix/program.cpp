@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,6 +65,25 @@ Outcome runOmbrix(const std::vector<std::string>& arguments, const std::string& 
   }
   outcome.err = contents(err);
   return outcome;
+}
+
+std::string runOnTerminal(const std::vector<std::string>& arguments, const std::string& standardOutput) {
+  int master = -1, terminal = -1;
+  if (openpty(&master, &terminal, nullptr, nullptr, nullptr) != 0) {
+    ADD_FAILURE() << "no terminal";
+    return {};
+  }
+  const int out = standardOutput.empty() ? terminal : open(standardOutput.c_str(), O_WRONLY | O_CLOEXEC);
+  const pid_t pid = start(arguments, out, terminal);
+  if (out != terminal) close(out);
+  close(terminal);
+  std::string shown;
+  char block[4096];
+  for (ssize_t n = 0; (n = read(master, block, sizeof block)) > 0;)
+    shown.append(block, static_cast<std::size_t>(n));
+  EXPECT_EQ(exitCodeOf(pid), 0) << shown;
+  close(master);
+  return shown;
 }
 
 RunningOmbrix::RunningOmbrix(const std::vector<std::string>& arguments) {

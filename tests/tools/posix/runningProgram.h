@@ -5,6 +5,10 @@
 #include <string>
 #include <vector>
 
+/// Runs it to its end with standard error, and standard output unless that goes to a file, on a terminal of its
+/// own. What the terminal showed.
+std::string runOnTerminal(const std::vector<std::string>& arguments, const std::string& standardOutput = {});
+
 /// One that is running, to be interrupted.
 class RunningOmbrix {
  public:
