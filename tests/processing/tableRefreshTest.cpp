@@ -49,6 +49,7 @@ class TableRefresh : public testing::Test {
   Levels frame(float sensorC) {
     std::fill_n(data.rawImage.data, 4, kRaw);
     camera.device.sensorTemperatureK = sensorC + 273.15f;
+    camera.device.temperatureMeasured = true;
     camera.delivered = {++number, true, 0, 0};
     FairLock lock(frameMutex);
     EXPECT_TRUE(process(&camera));
