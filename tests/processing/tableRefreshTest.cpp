@@ -46,10 +46,10 @@ class TableRefresh : public testing::Test {
     ASSERT_TRUE(saveFFC(table, 8, static_cast<float>(celsius), tablePath(folder, celsius)));
   }
 
-  Levels frame(float sensorC) {
+  Levels frame(float sensorC, bool measured = true) {
     std::fill_n(data.rawImage.data, 4, kRaw);
     camera.device.sensorTemperatureK = sensorC + 273.15f;
-    camera.device.temperatureMeasured = true;
+    camera.device.temperatureMeasured = measured;
     camera.delivered = {++number, true, 0, 0};
     FairLock lock(frameMutex);
     EXPECT_TRUE(process(&camera));
@@ -145,7 +145,8 @@ TEST_F(TableRefresh, ASensorColderThanAnAutomaticCalibrationGetsTheTablesOfItsTe
   EXPECT_EQ(data.calibration.ffcLowTemperature, 28.0f);
   EXPECT_EQ(frame(28.0f)[0], 4800) << "the frames of the calibration are flat at the pair's target";
   EXPECT_EQ(frame(27.8f)[0], 4800) << "within the hysteresis";
-  EXPECT_NEAR(frame(22.5f)[0], 5100, 1);  // 5000 - 4300 + 4400
+  EXPECT_NEAR(frame(22.5f)[0], 5100, 1);         // 5000 - 4300 + 4400
+  EXPECT_NEAR(frame(29.0f, false)[0], 5100, 1);  // what no sensor said moves nothing
   EXPECT_EQ(data.calibration.ffcLowTemperature, 20.0f);
 }
 

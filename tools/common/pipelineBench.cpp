@@ -58,6 +58,7 @@ void PipelineBench::fetch() {
     throw std::runtime_error("the simulated camera gave no frame");
   const bool kelvin = model.temperature == simulation::TemperatureFormat::ReferenceColumns;
   acquisition.device.sensorTemperatureK = kelvin ? temperature : temperature + 273.15f;
+  acquisition.device.temperatureMeasured = true;
   acquisition.delivered = {++number, true, 0, 0};
 }
 

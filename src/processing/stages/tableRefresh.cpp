@@ -20,8 +20,9 @@ void refreshFlatField(FrameContext& frame) {
   FlatFieldState& flatField = frame.data.flatField;
   const CalibrationRun& validity = frame.data.calibration;
   if (!flatField.twoTableFFC || !flatField.shutterlessCorrection || frame.calibrating()) return;
-  const float sensorK = frame.acquisition.device.sensorTemperatureK;
-  if (!(sensorK > 0.0f)) return;  // none has been measured yet: what opening chose stays
+  const deviceInfo& device = frame.acquisition.device;
+  const float sensorK = device.sensorTemperatureK;
+  if (!device.temperatureMeasured || !(sensorK > 0.0f)) return;  // what opening chose stays
   const float previousK = flatField.ffcTemperatureK;
   const float temperature = toCelsius(sensorK, 1.0f);
   bool refreshed = false;
