@@ -47,6 +47,8 @@ void measureTemperature(const Options& options, OmbrixSDK& sdk) {
                            : format("frame {:6}  {:8.3f} C", frame, celsius));
     ++shown;
   }
+  if (shown < options.count)
+    throw CommandFailure(format("interrupted after {} of {} frames", shown.load(), options.count));
 }
 
 }  // namespace tools
