@@ -2,12 +2,10 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
-#include <random>
 #include <system_error>
 
 #include "acquisition/backends/simulated/SimulatedCamera.h"
@@ -16,6 +14,7 @@
 #include "common/filePath.h"
 #include "common/format.h"
 #include "platform/program.h"
+#include "tools/common/TemporaryPlace.h"
 #include "tools/common/session.h"
 
 namespace tools {
@@ -46,24 +45,6 @@ std::string setName(const simulation::CameraSpec& camera, bool polynomial) {
                 polynomial ? "_polynomial" : "", kVersion);
 }
 
-/// A directory under construction, gone with this object unless it was moved to its place.
-class Workshop {
- public:
-  explicit Workshop(const fs::path& parent) {
-    std::random_device random;
-    const auto number = std::uint64_t{random()} << 32 | random();
-    path = parent / format("{:s}{:016x}", kUnfinishedPrefix, number);
-  }
-  ~Workshop() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-  Workshop(const Workshop&) = delete;
-  Workshop& operator=(const Workshop&) = delete;
-
-  fs::path path;
-};
-
 /// Removes what makers left behind that were killed.
 void removeAbandoned(const fs::path& parent) {
   std::error_code ignored;
@@ -86,15 +67,16 @@ std::string makeSet(const simulation::CameraSpec& camera, const simulation::Cali
   if (failure) return format("'{:s}': {:s}", pathText(place.parent_path()), failure.message());
   removeAbandoned(place.parent_path());
 
-  Workshop fresh(place.parent_path()), damaged(place.parent_path());
-  fs::create_directory(fresh.path, failure);
+  const TemporaryPlace fresh(place.parent_path(), kUnfinishedPrefix);
+  const TemporaryPlace damaged(place.parent_path(), kUnfinishedPrefix);
+  fs::create_directory(fresh.path(), failure);
   if (failure) return format("'{:s}': {:s}", pathText(place.parent_path()), failure.message());
-  if (!simulation::writeCalibrationSet(camera, pathText(fresh.path), options))
+  if (!simulation::writeCalibrationSet(camera, pathText(fresh.path()), options))
     return format("'{:s}': files cannot be written", pathText(place.parent_path()));
-  fs::rename(fresh.path, place, failure);
+  fs::rename(fresh.path(), place, failure);
   if (!failure || simulation::hasCalibrationSet(camera, pathText(place), options)) return {};
-  fs::rename(place, damaged.path, failure);  // files are missing there
-  fs::rename(fresh.path, place, failure);
+  fs::rename(place, damaged.path(), failure);  // files are missing there
+  fs::rename(fresh.path(), place, failure);
   if (!failure || simulation::hasCalibrationSet(camera, pathText(place), options)) return {};
   return format("'{:s}': {:s}", pathText(place), failure.message());
 }

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
+
+#include "tools/common/TemporaryPlace.h"
 
 namespace tools {
 
@@ -12,14 +13,11 @@ class PrivateData {
  public:
   /// Throws std::filesystem::filesystem_error when it cannot be made. original: may be empty (no files).
   explicit PrivateData(const std::string& original);
-  ~PrivateData();
-  PrivateData(const PrivateData&) = delete;
-  PrivateData& operator=(const PrivateData&) = delete;
 
-  std::string path() const { return directory.string(); }
+  std::string path() const { return directory.path().string(); }
 
  private:
-  std::filesystem::path directory;
+  const TemporaryPlace directory;
 };
 
 }  // namespace tools

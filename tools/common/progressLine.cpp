@@ -25,14 +25,20 @@ void ProgressLine::progressThreadProc() {
   using namespace std::chrono_literals;
   auto next = std::chrono::steady_clock::now() + 1s;
   bool shown = false;
-  MutexLock lock(mutex);
-  while (!done) {
-    if (condition.wait_until(lock.native(), next) != std::cv_status::timeout) continue;
+  while (waitUntil(next)) {
     std::fprintf(stderr, "\r%s\033[K", makeText().c_str());
     shown = true;
     next += 250ms;
   }
   if (shown) std::fputs("\r\033[K", stderr);
+}
+
+/// False when the object goes before that. The text is made without the lock: it may need others.
+bool ProgressLine::waitUntil(std::chrono::steady_clock::time_point moment) {
+  MutexLock lock(mutex);
+  while (!done && condition.wait_until(lock.native(), moment) != std::cv_status::timeout) {
+  }
+  return !done;
 }
 
 }  // namespace tools

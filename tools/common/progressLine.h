@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <string>
@@ -24,6 +25,7 @@ class ProgressLine {
 
  private:
   void progressThreadProc();
+  bool waitUntil(std::chrono::steady_clock::time_point moment) EXCLUDES(mutex);
 
   std::function<std::string()> makeText;
   Mutex mutex;

@@ -1,5 +1,6 @@
 #include "tools/common/session.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <string_view>
@@ -14,6 +15,7 @@ namespace tools {
 namespace {
 
 volatile std::sig_atomic_t interruptSeen = 0;
+std::atomic<bool> muted{false};
 
 extern "C" void onInterrupt(int signalNumber) {
   interruptSeen = 1;
@@ -50,12 +52,14 @@ Expected& expected() {
 void logToStandardError() {
   static const bool coloured = platform::standardErrorIsTerminal();
   logger::setConsoleSink([](std::string_view line) {
-    if (expected().covers(line)) return;
+    if (muted || expected().covers(line)) return;
     const std::string text = coloured ? std::string(line) : withoutColours(std::string(line));
     std::fwrite(text.data(), 1, text.size(), stderr);
     std::fflush(stderr);
   });
 }
+
+void muteLog() { muted = true; }
 
 void leaveOutOfLog(std::string text) { expected().add(std::move(text)); }
 
@@ -74,6 +78,12 @@ void catchInterrupts() {
 }
 
 bool interrupted() { return interruptSeen != 0; }
+
+void outliveReaders() {
+#ifdef SIGPIPE
+  std::signal(SIGPIPE, SIG_IGN);
+#endif
+}
 
 std::string withoutColours(const std::string& text) {
   std::string plain;

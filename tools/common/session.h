@@ -14,6 +14,9 @@ void leaveOutOfLog(std::string text);
 /// directory that the program made itself, without one.
 void expectNoShutterTable(const std::string& data);
 
+/// From now on it shows nothing. Any thread.
+void muteLog();
+
 /// Makes the next `OmbrixSDK` run simulated cameras: a scenario's text or its file. Before any other thread.
 void simulate(const std::string& scenario);
 
@@ -21,6 +24,9 @@ void simulate(const std::string& scenario);
 /// order; the second one ends the program at once.
 void catchInterrupts();
 bool interrupted();
+
+/// From now on a reader of standard output that goes away is a write that fails, and ends nothing.
+void outliveReaders();
 
 /// A text of the library's without the terminal's colour sequences (ESC [ ... m).
 std::string withoutColours(const std::string& text);

@@ -12,7 +12,6 @@
 #include "core/deviceRegistry.h"
 #include "ombrix/Ombrix.h"
 #include "tools/common/privateData.h"
-#include "tools/common/progressLine.h"
 #include "tools/common/session.h"
 #include "tools/common/stageFigures.h"
 #include "tools/ombrix/ClosedShutter.h"
@@ -22,7 +21,6 @@
 namespace tools {
 namespace {
 
-constexpr int kFrameTimeoutMs = 2000;
 constexpr unsigned kResidualFrames = 16;
 
 class Calibration {
@@ -55,18 +53,17 @@ class Calibration {
   }
 
   void run() {
-    const ProgressLine progress(
-        [&] { return format("{} of {} frames", shutterFramesTaken(options.camera), options.frames); });
-    camera.runFFC(true, options.frames);
+    runShutter(options.camera, camera, options.frames);
     if (!camera.getFFC())
       throw CommandFailure(format("camera {}: the shutter run gave no table", options.camera));
   }
 
  private:
   void next() {
+    auto* const buffer = reinterpret_cast<std::uint8_t*>(levels.data());
+    if (awaitFrame([&](int ms) { return camera.getRawFrame(buffer, nullptr, ms); })) return;
     if (interrupted()) throw CommandFailure("interrupted");
-    if (camera.getRawFrame(reinterpret_cast<std::uint8_t*>(levels.data()), nullptr, kFrameTimeoutMs)) return;
-    throw CommandFailure(format("camera {}: no frame within {} ms", options.camera, kFrameTimeoutMs));
+    throw noFrame(options);
   }
 
   const Options& options;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -47,7 +48,7 @@ struct Options {
 
 enum ExitCode : int { kExitDone = 0, kExitFailure = 1, kExitUsage = 2 };
 
-/// Ends a command: one line for standard error, and the exit code.
+/// Ends a command: one line for standard error (none when empty), and the exit code.
 class CommandFailure : public std::runtime_error {
  public:
   explicit CommandFailure(const std::string& line, ExitCode exitCode = kExitFailure)
@@ -71,14 +72,25 @@ void evaluatePipeline(const Options& options);
 /// exist.
 bool examineSystem(const Options& options);
 
+/// What is said when there is none.
+extern const char* const kNoCamera;
 /// Throws unless there is a camera `index`.
 void requireCamera(OmbrixSDK& sdk, int index);
 /// The camera the options name, streaming; throws when it cannot be opened.
 std::unique_ptr<Ombrix> openCamera(const Options& options, OmbrixSDK& sdk);
+/// Waits two seconds for what `deliver`, a getter that takes milliseconds, brings; in slices, between which
+/// Ctrl-C ends the waiting. False when nothing came.
+bool awaitFrame(const std::function<bool(int)>& deliver);
+/// What is thrown when nothing came.
+CommandFailure noFrame(const Options& options);
+/// Leaves what the library says about the slices out of the log.
+void expectSlices();
 /// Waits for the camera's next frame; false after Ctrl-C. Throws when none comes.
 bool nextFrame(const Options& options, Ombrix& camera, Ombrix::metadata& metadata);
 /// Passes over the frames of a fresh stream that the corrections do not follow yet.
 void settle(const Options& options, Ombrix& camera, Ombrix::metadata& metadata);
+/// A shutter run to its end. Throws after Ctrl-C, which ends it.
+void runShutter(int index, Ombrix& camera, int frames);
 /// Writes one line of data, and throws when standard output cannot take it.
 void printLine(const std::string& line);
 

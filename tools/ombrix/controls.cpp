@@ -153,7 +153,7 @@ void applyControls(const Controls& controls, int index, Ombrix& camera) {
   if (controls.rate) camera.setProcessingFrameRate(*controls.rate);
   applyMapping(controls, camera);
   applyInternals(controls, index);
-  if (controls.runFrames) camera.runFFC(true, *controls.runFrames);
+  if (controls.runFrames) runShutter(index, camera, *controls.runFrames);
   if (controls.flatField) camera.setFFC(*controls.flatField);
   if (controls.freeRun) camera.setFreeRun(*controls.freeRun);
 }
@@ -168,13 +168,6 @@ double kelvinPerLevel(int index) {
 bool hasShutter(int index) {
   const registry::DeviceUser camera(index, LOG_HERE);
   return camera && camera->device.connection && camera->device.connection->registers().hasShutter();
-}
-
-unsigned shutterFramesTaken(int index) {
-  const registry::DeviceUser camera(index, LOG_HERE);
-  if (!camera) return 0;
-  MutexLock lock(camera->calibrationMutex);
-  return camera->shutterRun.framesTaken();
 }
 
 }  // namespace tools

@@ -42,7 +42,5 @@ void applyControls(const Controls& controls, int index, Ombrix& camera);
 double kelvinPerLevel(int index);
 /// Whether the camera can close a shutter of its own.
 bool hasShutter(int index);
-/// Of the shutter run in progress.
-unsigned shutterFramesTaken(int index);
 
 }  // namespace tools

@@ -67,6 +67,7 @@ void evaluatePipeline(const Options& options) {
   } else {
     printLine(format("{} of {} cases meet all criteria", measured.load() - failed.size(), measured.load()));
   }
+  if (interrupted()) throw CommandFailure(format("interrupted after {} cases", measured.load()));
   if (failed.empty()) return;
   std::string line = format("{} of {} cases miss criteria: ", failed.size(), measured.load());
   for (const std::string& name : failed) line += (&name == &failed.front() ? "" : "; ") + name;

@@ -15,7 +15,6 @@
 namespace tools {
 namespace {
 
-constexpr int kFirstFrameTimeoutMs = 2000;
 constexpr auto kTemperatureTimeout = std::chrono::seconds(1);
 
 std::string readParameterBlock(int camera, bool dump) {
@@ -40,9 +39,9 @@ std::string readParameterBlock(int camera, bool dump) {
 
 /// The temperature comes with the first frames; null when none came.
 nlohmann::ordered_json sensorTemperatureC(Ombrix& camera) {
-  if (!camera.getRawFrame(nullptr, nullptr, kFirstFrameTimeoutMs)) return nullptr;
+  if (!awaitFrame([&](int ms) { return camera.getRawFrame(nullptr, nullptr, ms); })) return nullptr;
   const auto deadline = std::chrono::steady_clock::now() + kTemperatureTimeout;
-  while (std::chrono::steady_clock::now() < deadline) {
+  while (!interrupted() && std::chrono::steady_clock::now() < deadline) {
     const float celsius = camera.getSensorTemperature();
     if (celsius > -273.0f) return std::round(static_cast<double>(celsius) * 100.0) / 100.0;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -94,6 +93,7 @@ void showCamera(const Options& options, OmbrixSDK& sdk) {
   Ombrix& camera = *handle;
   nlohmann::ordered_json info = describe(options, sdk, camera);
   const std::string parameters = options.parameters ? readParameterBlock(options.camera, options.dump) : "";
+  if (interrupted()) throw CommandFailure("interrupted");
   if (options.json) {
     if (options.parameters) info["parameters"] = parseParameters(parameters);
     return printLine(info.dump());

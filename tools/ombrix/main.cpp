@@ -12,19 +12,25 @@
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
 #include "ombrix/version.h"
+#include "platform/system.h"
 #include "tools/common/arguments.h"
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/session.h"
+#include "tools/ombrix/InterruptWatch.h"
 #include "tools/ombrix/commands.h"
 #include "tools/ombrix/overlays.h"
 
 namespace tools {
 
+const char* const kNoCamera =
+    "no camera found: 'ombrix doctor' tells what is in the way, '--simulate bramble6' does without one";
+
 void requireCamera(OmbrixSDK& sdk, int index) {
   const int count = sdk.getDeviceCount();
   if (index < count) return;
-  throw CommandFailure(count == 0 ? std::string("no camera found")
-                                  : format("no camera {}: {} found, counted from 0", index, count));
+  throw CommandFailure(
+      count == 0 ? std::string(kNoCamera)
+                 : format("no camera {}: {} found, counted from 0; 'ombrix list' shows them", index, count));
 }
 
 std::unique_ptr<Ombrix> openCamera(const Options& options, OmbrixSDK& sdk) {
@@ -40,6 +46,7 @@ void printLine(const std::string& line) {
   std::fwrite(line.data(), 1, line.size(), stdout);
   std::fputc('\n', stdout);
   if (std::fflush(stdout) != 0) {
+    if (errno == EPIPE) throw CommandFailure("", kExitDone);  // whoever read has what they wanted
     throw CommandFailure("cannot write to standard output: " + std::generic_category().message(errno));
   }
 }
@@ -53,7 +60,7 @@ using tools::Options;
 constexpr const char* kFooter =
     "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written, a check of selftest "
     "or\n"
-    "a criterion of evaluate missed), 2 wrong arguments.\n"
+    "a criterion of evaluate missed) or interrupted before it was done, 2 wrong arguments.\n"
     "Data goes to standard output, the log to standard error.";
 
 constexpr unsigned long long kLargestCount = 1'000'000'000'000;
@@ -62,12 +69,25 @@ constexpr unsigned long long kLargestCount = 1'000'000'000'000;
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
   CLI::App* command = app.add_subcommand(name, description);
   command->fallthrough();
+  command->footer(std::string("General options, such as --simulate and --data: ombrix --help.\n") + kFooter);
   return command;
+}
+
+/// A check for numbers that count something from 0.
+CLI::Validator numberOf(const char* what) {
+  return {[what](std::string& text) {
+            int number = 0;
+            const char* const end = text.data() + text.size();
+            const auto read = std::from_chars(text.data(), end, number);
+            if (read.ec == std::errc{} && read.ptr == end && number >= 0) return std::string();
+            return format("'{}' is no number of a {}, such as 0", text, what);
+          },
+          ""};
 }
 
 void addCamera(CLI::App& command, Options& options) {
   command.add_option("--camera", options.camera, "index of the camera (see list)")
-      ->check(CLI::NonNegativeNumber)
+      ->check(numberOf("camera"))
       ->capture_default_str();
 }
 
@@ -76,32 +96,28 @@ void addCount(CLI::App& command, Options& options) {
       ->check(CLI::Range(1ULL, kLargestCount));
 }
 
-CLI::App* addInfo(CLI::App& app, Options& options) {
+void addInfo(CLI::App& app, Options& options) {
   CLI::App* info = addCommand(app, "info", "open a camera and show what it tells about itself");
   addCamera(*info, options);
   info->add_flag("--json", options.json, "one JSON object");
   CLI::Option* parameters =
       info->add_flag("--parameters", options.parameters, "show the parameter block in the camera's flash");
   info->add_flag("--dump", options.dump, "with the bytes of its arrays (10 MB are read)")->needs(parameters);
-  return info;
 }
 
-CLI::App* addStream(CLI::App& app, Options& options) {
+void addStream(CLI::App& app, Options& options) {
   CLI::App* stream = addCommand(app, "stream", "open a camera and show its frames, a line for each");
   addCamera(*stream, options);
   addCount(*stream, options);
   CLI::Option* raw = stream->add_flag("--raw", options.raw, "thermal frames, 16-bit levels (the default)");
   CLI::Option* colour = stream->add_flag("--colour,--color", options.colour, "coloured frames");
   colour->excludes(raw);
-  stream->add_option("--preset", options.preset, "colour preset")
-      ->check(CLI::NonNegativeNumber)
-      ->needs(colour);
+  stream->add_option("--preset", options.preset, "colour preset")->check(numberOf("preset"))->needs(colour);
   tools::addOverlays(*stream, options.overlays)->needs(colour);
   stream->add_option("--out", options.out,
                      "existing directory for the frames: 16-bit PGM for raw, PNG for coloured ones");
   stream->add_flag("--json", options.json, "one JSON object per frame");
   addControls(*stream, options.controls);
-  return stream;
 }
 
 CLI::App* addMeasure(CLI::App& app, Options& options, std::string& at) {
@@ -116,7 +132,7 @@ CLI::App* addMeasure(CLI::App& app, Options& options, std::string& at) {
   return measure;
 }
 
-CLI::App* addCalibrate(CLI::App& app, Options& options) {
+void addCalibrate(CLI::App& app, Options& options) {
   CLI::App* calibrate = addCommand(
       app, "calibrate", "close the shutter, make the table of the manual flat field, show what it wins");
   addCamera(*calibrate, options);
@@ -124,10 +140,9 @@ CLI::App* addCalibrate(CLI::App& app, Options& options) {
       ->check(CLI::Range(1, 65535))
       ->capture_default_str();
   calibrate->add_flag("--json", options.json, "one JSON object");
-  return calibrate;
 }
 
-CLI::App* addSelftest(CLI::App& app, Options& options) {
+void addSelftest(CLI::App& app, Options& options) {
   CLI::App* selftest =
       addCommand(app, "selftest",
                  "open a camera, try everything out, and say what holds; exit code 1 when a check fails");
@@ -136,10 +151,9 @@ CLI::App* addSelftest(CLI::App& app, Options& options) {
       ->check(CLI::Range(1, 3600))
       ->capture_default_str();
   selftest->add_flag("--json", options.json, "one JSON object");
-  return selftest;
 }
 
-CLI::App* addSnapshot(CLI::App& app, Options& options) {
+void addSnapshot(CLI::App& app, Options& options) {
   CLI::App* snapshot = addCommand(app, "snapshot", "open a camera and write one picture to a file");
   addCamera(*snapshot, options);
   snapshot
@@ -148,10 +162,9 @@ CLI::App* addSnapshot(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"raw", "cooked", "colour", "color"}))
       ->default_val("raw");
   snapshot->add_option("--out", options.out, "the file: .tiff, .tif or .png")->required();
-  return snapshot;
 }
 
-CLI::App* addEvaluate(CLI::App& app, Options& options) {
+void addEvaluate(CLI::App& app, Options& options) {
   CLI::App* evaluate = addCommand(
       app, "evaluate",
       "measure what each correction wins, on simulated cameras before black bodies; exit code 1 when a "
@@ -166,7 +179,6 @@ CLI::App* addEvaluate(CLI::App& app, Options& options) {
       "shutter runs before the camera's own shutter, which is not quite even; without it before a "
       "black body of 30 C");
   evaluate->add_flag("--json", options.json, "one JSON object");
-  return evaluate;
 }
 
 /// "X,Y", both whole and not negative.
@@ -184,17 +196,74 @@ tools::Point readPoint(const std::string& text) {
 }
 
 /// A scenario that cannot be read would only look like "no camera" later on.
-void useScenario(const std::string& text) {
+/// source: where the text comes from.
+void checkScenario(const char* source, const std::string& text) {
   simulation::Scenario scenario;
   simulation::ScenarioError error;
   if (!simulation::readScenario(text, scenario, error)) {
     const std::string place = error.line == 0 ? "" : format(", line {}", error.line);
     throw tools::CommandFailure(
-        format("--simulate: {}{}: {}", error.file.empty() ? text : error.file, place, error.reason),
+        format("{}: {}{}: {}", source, error.file.empty() ? text : error.file, place, error.reason),
         tools::kExitUsage);
   }
-  tools::simulate(text);
 }
+
+/// The scenario that the arguments or the environment name.
+void useScenario(const Options& options) {
+  if (!options.scenario.empty()) {
+    checkScenario("--simulate", options.scenario);
+    return tools::simulate(options.scenario);
+  }
+  const std::string text = platform::environmentVariable("OMBRIX_SIMULATION").value_or("");
+  const bool simulated = platform::environmentVariable("OMBRIX_BACKEND") == "simulated";
+  if (simulated && !text.empty()) checkScenario("OMBRIX_SIMULATION", text);
+}
+
+/// Does what the subcommand asks for. Returns the exit code.
+int obey(const std::string& command, Options& options) {
+  if (command == "doctor") return tools::examineSystem(options) ? tools::kExitDone : tools::kExitFailure;
+  OmbrixSDK sdk(static_cast<OmbrixSDK::verbosityLevel>(options.verbosity));
+  if (!OmbrixSDK::mStatus) throw tools::CommandFailure("cameras cannot be listed");
+  if (command == "evaluate") {
+    tools::evaluatePipeline(options);
+    return tools::kExitDone;
+  }
+  if (command == "list") {
+    tools::listCameras(options, sdk);
+    return tools::kExitDone;
+  }
+  // A simulated camera's files can be made up; the log has its level only now.
+  if (!options.scenario.empty() && options.data.empty()) {
+    options.data = tools::defaultCalibrationDirectory(options.scenario, options.camera, options.polynomial);
+    options.madeUpData = true;
+  }
+  if (command == "info") tools::showCamera(options, sdk);
+  if (command == "selftest") tools::selftestCamera(options, sdk);
+  if (command == "stream") tools::streamCamera(options, sdk);
+  if (command == "calibrate") tools::calibrateCamera(options, sdk);
+  if (command == "snapshot") tools::writeSnapshot(options, sdk);
+  if (command == "measure") tools::measureTemperature(options, sdk);
+  return tools::kExitDone;
+}
+
+/// The same, with an end within a second after Ctrl-C.
+int obeyUntilInterrupted(const std::string& command, Options& options) {
+  // Without a count there is no other end.
+  const bool endless = options.count == 0 && (command == "stream" || command == "measure");
+  const tools::InterruptWatch watch(endless ? tools::kExitDone : tools::kExitFailure);
+  try {
+    return obey(command, options);
+  } catch (const tools::CommandFailure& failure) {
+    // What failed since Ctrl-C did so because of it.
+    if (!tools::interrupted() || failure.code != tools::kExitFailure) throw;
+    if (endless) return tools::kExitDone;
+    if (std::string(failure.what()).rfind("interrupted", 0) == 0) throw;
+    throw tools::CommandFailure("interrupted");
+  }
+}
+
+/// A check for texts.
+std::string named(const std::string& text) { return text.empty() ? "it names nothing" : ""; }
 
 int run(int argc, char** argv) {
   Options options;
@@ -210,8 +279,9 @@ int run(int argc, char** argv) {
   app.add_option("--data", options.data, "directory of the calibration files (without it: data)")
       ->check(tools::existingDirectory);
   app.add_option(
-      "--simulate", options.scenario,
-      "simulated cameras instead of real ones: a scenario's text or file, such as bramble6,marlow3");
+         "--simulate", options.scenario,
+         "simulated cameras instead of real ones: a scenario's text or file, such as bramble6,marlow3")
+      ->check(named);
   app.add_option("--calibration", calibration,
                  "form of the files made for simulated cameras without --data: tables or polynomial")
       ->check(CLI::IsMember({"tables", "polynomial"}))
@@ -221,14 +291,14 @@ int run(int argc, char** argv) {
   list->add_flag("--json", options.json, "one JSON array");
   CLI::App* doctor = addCommand(app, "doctor", "tell what stands between you and a picture");
   doctor->add_flag("--json", options.json, "one JSON object");
-  CLI::App* info = addInfo(app, options);
-  CLI::App* selftest = addSelftest(app, options);
-  CLI::App* stream = addStream(app, options);
+  addInfo(app, options);
+  addSelftest(app, options);
+  addStream(app, options);
   std::string at;
   CLI::App* measure = addMeasure(app, options, at);
-  CLI::App* calibrate = addCalibrate(app, options);
-  CLI::App* snapshot = addSnapshot(app, options);
-  CLI::App* evaluate = addEvaluate(app, options);
+  addCalibrate(app, options);
+  addSnapshot(app, options);
+  addEvaluate(app, options);
 
   try {
     app.parse(tools::reversedArguments(argc, argv));
@@ -236,7 +306,9 @@ int run(int argc, char** argv) {
     if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
     std::string line = error.what();
     std::replace(line.begin(), line.end(), '\n', ' ');
-    throw tools::CommandFailure(line, tools::kExitUsage);
+    const auto commands = app.get_subcommands();
+    const std::string page = commands.empty() ? "" : " " + commands.front()->get_name();
+    throw tools::CommandFailure(format("{} (see ombrix{} --help)", line, page), tools::kExitUsage);
   }
 
   if (app.get_subcommands().empty()) {
@@ -252,31 +324,11 @@ int run(int argc, char** argv) {
   if (measure->parsed()) options.at = readPoint(at);
 
   tools::logToStandardError();
+  tools::expectSlices();
   tools::catchInterrupts();
-  if (!options.scenario.empty()) useScenario(options.scenario);
-  if (doctor->parsed()) return tools::examineSystem(options) ? tools::kExitDone : tools::kExitFailure;
-  OmbrixSDK sdk(static_cast<OmbrixSDK::verbosityLevel>(options.verbosity));
-  if (!OmbrixSDK::mStatus) throw tools::CommandFailure("cameras cannot be listed");
-  if (evaluate->parsed()) {
-    tools::evaluatePipeline(options);
-    return tools::kExitDone;
-  }
-  if (list->parsed()) {
-    tools::listCameras(options, sdk);
-    return tools::kExitDone;
-  }
-  // A simulated camera's files can be made up; the log has its level only now.
-  if (!options.scenario.empty() && options.data.empty()) {
-    options.data = tools::defaultCalibrationDirectory(options.scenario, options.camera, options.polynomial);
-    options.madeUpData = true;
-  }
-  if (info->parsed()) tools::showCamera(options, sdk);
-  if (selftest->parsed()) tools::selftestCamera(options, sdk);
-  if (stream->parsed()) tools::streamCamera(options, sdk);
-  if (calibrate->parsed()) tools::calibrateCamera(options, sdk);
-  if (snapshot->parsed()) tools::writeSnapshot(options, sdk);
-  if (measure->parsed()) tools::measureTemperature(options, sdk);
-  return tools::kExitDone;
+  tools::outliveReaders();
+  useScenario(options);
+  return obeyUntilInterrupted(app.get_subcommands().front()->get_name(), options);
 }
 
 }  // namespace
@@ -285,7 +337,7 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const tools::CommandFailure& failure) {
-    std::fprintf(stderr, "ombrix: %s\n", failure.what());
+    if (*failure.what() != '\0') std::fprintf(stderr, "ombrix: %s\n", failure.what());
     return failure.code;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "ombrix: %s\n", error.what());

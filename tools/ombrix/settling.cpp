@@ -10,7 +10,8 @@
 namespace tools {
 namespace {
 
-constexpr int kFrameTimeoutMs = 2000;
+constexpr int kFrameTimeoutMs = 2000;  // long enough for the slowest camera
+constexpr int kSliceMs = 200;
 // The corrections follow the sensor temperature, which comes a tenth of a second after the first frames. A
 // camera that never tells it is measured all the same.
 constexpr auto kTemperatureTimeout = std::chrono::seconds(1);
@@ -20,11 +21,26 @@ constexpr float kNotYetK = 273.15f;
 
 }  // namespace
 
+bool awaitFrame(const std::function<bool(int)>& deliver) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kFrameTimeoutMs);
+  do {
+    if (interrupted()) return false;
+    if (deliver(kSliceMs)) return true;
+  } while (std::chrono::steady_clock::now() < deadline);
+  return false;
+}
+
+CommandFailure noFrame(const Options& options) {
+  return CommandFailure(format("camera {}: no frame within {} ms; 'ombrix doctor' may tell why",
+                               options.camera, kFrameTimeoutMs));
+}
+
+void expectSlices() { leaveOutOfLog(format("frame not available within {} milliseconds", kSliceMs)); }
+
 bool nextFrame(const Options& options, Ombrix& camera, Ombrix::metadata& metadata) {
+  if (awaitFrame([&](int ms) { return camera.getRawFrame(nullptr, &metadata, ms); })) return true;
   if (interrupted()) return false;
-  if (camera.getRawFrame(nullptr, &metadata, kFrameTimeoutMs)) return true;
-  if (interrupted()) return false;
-  throw CommandFailure(format("camera {}: no frame within {} ms", options.camera, kFrameTimeoutMs));
+  throw noFrame(options);
 }
 
 void settle(const Options& options, Ombrix& camera, Ombrix::metadata& metadata) {

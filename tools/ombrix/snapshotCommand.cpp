@@ -17,7 +17,7 @@ void writeSnapshot(const Options& options, OmbrixSDK& sdk) {
   const auto camera = openCamera(options, sdk);
   Ombrix::metadata metadata;
   settle(options, *camera, metadata);
-  if (interrupted()) return;
+  if (interrupted()) throw CommandFailure("interrupted");
   const auto kind = options.kind == "colour" || options.kind == "color" ? Ombrix::snapshotColor
                     : options.kind == "cooked"                          ? Ombrix::snapshotCooked
                                                                         : Ombrix::snapshotThermal;

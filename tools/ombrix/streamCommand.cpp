@@ -6,6 +6,7 @@
 
 #include "common/format.h"
 #include "ombrix/Ombrix.h"
+#include "tools/common/arguments.h"
 #include "tools/common/imageFiles.h"
 #include "tools/common/privateData.h"
 #include "tools/common/progressLine.h"
@@ -16,9 +17,6 @@
 
 namespace tools {
 namespace {
-
-// Long enough for the slowest camera; also how long Ctrl-C may take when a camera is silent.
-constexpr int kFrameTimeoutMs = 2000;
 
 /// The frames of one camera, one after the other, of the kind that was asked for.
 class FrameSource {
@@ -33,10 +31,12 @@ class FrameSource {
   }
 
   bool next() {
-    return options.colour ? camera.getColorFrame(reinterpret_cast<std::uint8_t*>(pixels.data()), &metadata,
-                                                 kFrameTimeoutMs)
-                          : camera.getRawFrame(reinterpret_cast<std::uint8_t*>(levels.data()), &metadata,
-                                               kFrameTimeoutMs);
+    auto* const buffer = options.colour ? reinterpret_cast<std::uint8_t*>(pixels.data())
+                                        : reinterpret_cast<std::uint8_t*>(levels.data());
+    return awaitFrame([&](int ms) {
+      return options.colour ? camera.getColorFrame(buffer, &metadata, ms)
+                            : camera.getRawFrame(buffer, &metadata, ms);
+    });
   }
 
   /// Of the 16-bit levels, or of the colour components.
@@ -99,6 +99,10 @@ void selectPreset(Ombrix& camera, int preset) {
 
 void streamCamera(const Options& wanted, OmbrixSDK& sdk) {
   Options options = wanted;
+  if (!options.out.empty()) {
+    if (const std::string error = existingDirectory(options.out); !error.empty())
+      throw CommandFailure("--out: " + error + "; make it first");
+  }
   // A run's table would be loaded by everyone who uses the made-up set later.
   std::optional<PrivateData> temporary;
   if (options.madeUpData && options.controls.runFrames) options.data = temporary.emplace(options.data).path();
@@ -117,14 +121,16 @@ void streamCamera(const Options& wanted, OmbrixSDK& sdk) {
   while (!interrupted() && (options.count == 0 || shown < options.count)) {
     if (options.controls.trigger) camera.softwareTriggerRequest();
     if (!source.next()) {
-      if (interrupted()) return;
-      throw CommandFailure(format("camera {}: no frame within {} ms", options.camera, kFrameTimeoutMs));
+      if (interrupted()) break;
+      throw noFrame(options);
     }
     const std::string file = options.out.empty() ? "" : source.save();
     printFrame(source, file, options.json);
     // The first frame's distance is to the start of the stream, when nobody was listening yet.
     if (shown++ > 0) missed += source.metadata.framesSinceLastCall - 1;
   }
+  if (shown < options.count)
+    throw CommandFailure(format("interrupted after {} of {} frames", shown.load(), options.count));
 }
 
 }  // namespace tools

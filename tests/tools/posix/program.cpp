@@ -86,12 +86,14 @@ std::string runOnTerminal(const std::vector<std::string>& arguments, const std::
   return shown;
 }
 
-RunningOmbrix::RunningOmbrix(const std::vector<std::string>& arguments) {
+RunningOmbrix::RunningOmbrix(const std::vector<std::string>& arguments, bool terminal) {
   int ends[2] = {-1, -1};
-  if (pipe2(ends, O_CLOEXEC) != 0) return;
-  pid = start(arguments, ends[1], STDERR_FILENO);
+  if (terminal ? openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) != 0 : pipe2(ends, O_CLOEXEC) != 0)
+    return;
+  fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+  pid = start(arguments, terminal ? STDOUT_FILENO : ends[1], terminal ? ends[1] : STDERR_FILENO);
   close(ends[1]);
-  outPipe = ends[0];
+  output = ends[0];
 }
 
 RunningOmbrix::~RunningOmbrix() {
@@ -99,16 +101,33 @@ RunningOmbrix::~RunningOmbrix() {
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
   }
-  close(outPipe);
+  close(output);
 }
 
 std::string RunningOmbrix::readLine() const {
   std::string line;
-  for (char c = 0; read(outPipe, &c, 1) == 1;) {
+  for (char c = 0; read(output, &c, 1) == 1;) {
     line.push_back(c);
     if (c == '\n') return line;
   }
   return {};
+}
+
+bool RunningOmbrix::readUntil(const std::string& text) const {
+  std::string shown;
+  for (char c = 0; read(output, &c, 1) == 1;) {
+    shown.push_back(c);
+    if (shown.ends_with(text)) return true;
+  }
+  return false;
+}
+
+int RunningOmbrix::hangUp() {
+  close(output);
+  output = -1;
+  const int code = exitCodeOf(pid);
+  pid = -1;
+  return code;
 }
 
 int RunningOmbrix::interrupt() {
