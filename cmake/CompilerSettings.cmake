@@ -8,8 +8,22 @@ if(OMBRIX_WERROR)
   target_compile_options(ombrix_warnings INTERFACE -Werror)
 endif()
 
-# A fused multiply-add rounds once where the formulas round twice.
+# A fused multiply-add rounds once where the formulas round twice. GCC fuses by itself wherever the machine can:
+# always on AArch64.
 add_compile_options(-ffp-contract=off)
+# Flags of the user's or a compiler's own habit may loosen more than that.
+include(CheckCXXSourceCompiles)
+unset(OMBRIX_EXACT_ARITHMETIC CACHE)  # flags may have changed since
+check_cxx_source_compiles("
+#include <cfloat>
+#if defined(__FAST_MATH__) || FLT_EVAL_METHOD < 0 || FLT_EVAL_METHOD == 1 || FLT_EVAL_METHOD == 2
+#error every operation has to round, in the precision it is written in
+#endif
+int main() {}" OMBRIX_EXACT_ARITHMETIC)
+if(NOT OMBRIX_EXACT_ARITHMETIC)
+  message(FATAL_ERROR "The compiler with '${CMAKE_CXX_FLAGS}' does not round every operation (such as with "
+    "-ffast-math, or -Ofast, or for the x87), which the results depend on")
+endif()
 
 if(OMBRIX_SANITIZE)
   add_compile_options(-fsanitize=${OMBRIX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -6,7 +6,8 @@
 // both.
 //
 // Only the GNU loader chooses, and not under the sanitizers, whose checks would run before they are set up;
-// their builds test the common form.
+// their builds test the common form. OMBRIX_ONE_FORM leaves that form alone in others, too.
+#if !defined(OMBRIX_ONE_FORM)
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define OMBRIX_ONE_FORM
@@ -14,6 +15,7 @@
 #endif
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define OMBRIX_ONE_FORM
+#endif
 #endif
 
 #if defined(__x86_64__) && defined(__linux__) && !defined(OMBRIX_ONE_FORM)
