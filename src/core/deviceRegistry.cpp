@@ -1,5 +1,7 @@
 #include "core/deviceRegistry.h"
 
+#include <exception>
+
 #include "acquisition/imageAcquisition.h"
 #include "common/format.h"
 #include "common/mutex.h"
@@ -24,8 +26,12 @@ imageAcquisition* use(int handle) {
 }  // namespace
 
 DeviceUser::DeviceUser(int handle, const LogContext& context) : camera(use(handle)) {
-  if (!camera)
+  if (camera) return;
+  try {
     logger::error(format("Device not found in connected devices list. Handle: {:d}", handle), context);
+  } catch (const std::exception&) {
+    // No memory for the line: an exported call that has no other use for any must not throw for it.
+  }
 }
 
 DeviceUser::~DeviceUser() {

@@ -9,6 +9,7 @@
 #include "core/deviceRegistry.h"
 #include "core/frameDelivery.h"
 #include "core/logger.h"
+#include "sdk/guarded.h"
 
 namespace {
 
@@ -45,15 +46,19 @@ Ombrix& Ombrix::operator=(const Ombrix& other) {
 Ombrix::~Ombrix() = default;
 
 bool Ombrix::getRawFrame(std::uint8_t* buffer, metadata* md, const int& timeout) {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (!camera) return false;
-  return deliverFrame(*camera, FrameKind::thermal, buffer, md, timeout, lastRawFrameNumber, handle, LOG_HERE);
+  return sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (!camera) return false;
+    return deliverFrame(*camera, FrameKind::thermal, buffer, md, timeout, lastRawFrameNumber, handle, here);
+  });
 }
 
 bool Ombrix::getColorFrame(std::uint8_t* buffer, metadata* md, const int& timeout) {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (!camera) return false;
-  return deliverFrame(*camera, FrameKind::color, buffer, md, timeout, lastColorFrameNumber, handle, LOG_HERE);
+  return sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (!camera) return false;
+    return deliverFrame(*camera, FrameKind::color, buffer, md, timeout, lastColorFrameNumber, handle, here);
+  });
 }
 
 bool Ombrix::getImageSize(std::uint64_t& width, std::uint64_t& height) {
@@ -67,17 +72,21 @@ bool Ombrix::getImageSize(std::uint64_t& width, std::uint64_t& height) {
 }
 
 std::string Ombrix::getPartNumber() {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (!camera) return {};
-  FairLock lock(frameMutex);
-  return camera->device.partNumber;
+  return sdk::guarded(LOG_HERE, [&](const LogContext& here) -> std::string {
+    const registry::DeviceUser camera(handle, here);
+    if (!camera) return {};
+    FairLock lock(frameMutex);
+    return camera->device.partNumber;
+  });
 }
 
 std::string Ombrix::getSerialNumber() {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (!camera) return {};
-  FairLock lock(frameMutex);
-  return camera->device.serialText;
+  return sdk::guarded(LOG_HERE, [&](const LogContext& here) -> std::string {
+    const registry::DeviceUser camera(handle, here);
+    if (!camera) return {};
+    FairLock lock(frameMutex);
+    return camera->device.serialText;
+  });
 }
 
 void Ombrix::getSensorSettings(unsigned short& integration, unsigned short& gfid, unsigned short& gsk,
@@ -98,9 +107,11 @@ float Ombrix::getDeviceFrameRate() {
 }
 
 bool Ombrix::setDeviceFrameRate(const float&) {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (camera) logger::warning("Not implemented.", LOG_HERE);
-  return false;
+  return sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (camera) logger::warning("Not implemented.", here);
+    return false;
+  });
 }
 
 float Ombrix::getProcessingFrameRate() {
@@ -116,6 +127,8 @@ void Ombrix::setProcessingFrameRate(const float& rate) {
 }
 
 std::string Ombrix::getErrorText() {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  return camera ? camera->getErrorText() : std::string();
+  return sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    return camera ? camera->getErrorText() : std::string();
+  });
 }

@@ -15,6 +15,7 @@
 #include "core/runtimeFlags.h"
 #include "core/settings.h"
 #include "presentation/ColorPreset.h"
+#include "sdk/guarded.h"
 
 std::map<int, void*> OmbrixSDK::mConnectedDevices;
 bool OmbrixSDK::mStatus = false;
@@ -65,11 +66,15 @@ OmbrixSDK::~OmbrixSDK() {
 
 int OmbrixSDK::getDeviceCount() { return mStatus ? UVCConnection::deviceCount() : 0; }
 
-std::string OmbrixSDK::getDeviceName(const int& index) { return UVCConnection::deviceName(index); }
+std::string OmbrixSDK::getDeviceName(const int& index) {
+  return sdk::guarded(LOG_HERE, [&](const LogContext&) { return UVCConnection::deviceName(index); });
+}
 
 bool OmbrixSDK::isConnected(const int& handle) { return registry::contains(handle); }
 
 void OmbrixSDK::parseCoreParameter(const std::string& parameter) {
-  settings* const record = settings::inst();
-  if (record) record->parseParam(parameter.c_str());  // up to its first NUL
+  sdk::guarded(LOG_HERE, [&](const LogContext&) {
+    settings* const record = settings::inst();
+    if (record) record->parseParam(parameter.c_str());  // up to its first NUL
+  });
 }

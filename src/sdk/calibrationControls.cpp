@@ -5,6 +5,7 @@
 #include "core/deviceRegistry.h"
 #include "core/logger.h"
 #include "ombrix/Ombrix.h"
+#include "sdk/guarded.h"
 
 namespace {
 
@@ -28,15 +29,17 @@ bool Ombrix::getFFC() {
 }
 
 void Ombrix::runFFC(const bool& wait, const int& frameCount) {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (!camera) return;
-  const auto frames = static_cast<std::uint16_t>(frameCount);  // the low 16 bits, whatever the sign
-  if (frames == 0) {
-    logger::warning(format("A flat-field run of {:d} frames takes none, not started", frameCount), LOG_HERE);
-    return;
-  }
-  const std::uint32_t run = camera->requestShutterRun(frames);
-  if (wait) camera->waitForShutterRun(run);
+  sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (!camera) return;
+    const auto frames = static_cast<std::uint16_t>(frameCount);  // the low 16 bits, whatever the sign
+    if (frames == 0) {
+      logger::warning(format("A flat-field run of {:d} frames takes none, not started", frameCount), here);
+      return;
+    }
+    const std::uint32_t run = camera->requestShutterRun(frames);
+    if (wait) camera->waitForShutterRun(run);
+  });
 }
 
 void Ombrix::setDefectivePixelsCorrection(const bool& on) {
@@ -54,11 +57,13 @@ bool Ombrix::getDefectivePixelsCorrection() {
 }
 
 bool Ombrix::getDefectivePixelsCorrection(std::vector<std::pair<int, int>>& pixels) {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (!camera) return false;
-  FairLock lock(frameMutex);
-  pixels = camera->processing.defects.list;
-  return camera->processing.defects.defectivePixelsCorrection;
+  return sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (!camera) return false;
+    FairLock lock(frameMutex);
+    pixels = camera->processing.defects.list;
+    return camera->processing.defects.defectivePixelsCorrection;
+  });
 }
 
 void Ombrix::setShutterlessCorrection(const bool& on) {

@@ -9,6 +9,7 @@
 #include "core/runtimeFlags.h"
 #include "ombrix/Ombrix.h"
 #include "presentation/ColorPreset.h"
+#include "sdk/guarded.h"
 
 namespace {
 
@@ -42,13 +43,17 @@ void Ombrix::softwareTriggerRequest() {
 }
 
 void Ombrix::closeShutter() {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (camera) camera->moveShutter(true);
+  sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (camera) camera->moveShutter(true);
+  });
 }
 
 void Ombrix::openShutter() {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (camera) camera->moveShutter(false);
+  sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (camera) camera->moveShutter(false);
+  });
 }
 
 void Ombrix::setMappingMode(const mapping& mode, const float& low, const float& high) {
@@ -72,10 +77,12 @@ Ombrix::mapping Ombrix::getMappingMode() {
 }
 
 void Ombrix::setColorPreset(int& index) {
-  const registry::DeviceUser camera(handle, LOG_HERE);
-  if (!camera) return;
-  index = correctedPreset(index);
-  camera->processing.selectColorPreset(index);
+  sdk::guarded(LOG_HERE, [&](const LogContext& here) {
+    const registry::DeviceUser camera(handle, here);
+    if (!camera) return;
+    index = correctedPreset(index);
+    camera->processing.selectColorPreset(index);
+  });
 }
 
 int Ombrix::getColorPreset() {

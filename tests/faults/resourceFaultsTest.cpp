@@ -1,4 +1,4 @@
-// Memory and threads that run out while a camera is opened.
+// Memory and threads that run out while a camera is opened, memory in calls on an open one.
 
 #include <functional>
 #include <iterator>
@@ -118,6 +118,59 @@ TEST(FaultMatrix, EveryAllocationOfOpeningFailsOnce) {
     EXPECT_TRUE(backend.everythingBack());
     EXPECT_EQ(openFiles(), filesBefore);
   }
+}
+
+TEST(FaultMatrix, EveryAllocationOfACallFailsOnce) {
+  Ombrix unknown(7);  // before there is an SDK: enters no list
+  const auto platform = simulation::makeSimulatedPlatform("bramble6;scene=coded;step=on");
+  FaultSession session(platform);
+  ASSERT_TRUE(session.runs([&] { platform->pump(0, 1); }));
+  const struct {
+    const char* name;
+    void (*make)(Ombrix&);
+  } calls[] = {
+      {"copy",
+       [](Ombrix& c) {
+         Ombrix copy(c), other;
+         other = copy;
+       }},
+      {"getRawFrame", [](Ombrix& c) { c.getRawFrame(nullptr, nullptr, 1); }},
+      {"getColorFrame", [](Ombrix& c) { c.getColorFrame(nullptr, nullptr, 1); }},
+      {"getPartNumber", [](Ombrix& c) { c.getPartNumber(); }},
+      {"getSerialNumber", [](Ombrix& c) { c.getSerialNumber(); }},
+      {"setDeviceFrameRate", [](Ombrix& c) { c.setDeviceFrameRate(9.0f); }},
+      {"getErrorText", [](Ombrix& c) { c.getErrorText(); }},
+      {"setFreeRun", [](Ombrix& c) { c.setFreeRun(true); }},
+      {"closeShutter", [](Ombrix& c) { c.closeShutter(); }},
+      {"openShutter", [](Ombrix& c) { c.openShutter(); }},
+      {"runFFC", [](Ombrix& c) { c.runFFC(false, 0); }},
+      {"getDefectivePixelsCorrection",
+       [](Ombrix& c) {
+         std::vector<std::pair<int, int>> pixels;
+         c.getDefectivePixelsCorrection(pixels);
+       }},
+      {"setColorPreset",
+       [](Ombrix& c) {
+         int preset = 6;
+         c.setColorPreset(preset);
+       }},
+      {"setMappingMode", [](Ombrix& c) { c.setMappingMode(Ombrix::mappingLinear, 0, 1); }},
+      {"setFrameDump", [](Ombrix& c) { c.setFrameDump(true), c.setFrameDump(false); }},
+      {"takeSnapshot", [](Ombrix& c) { c.takeSnapshot("such"); }},
+      {"getPixelTemperature", [](Ombrix& c) { c.getPixelTemperature(0, 0, 0.9f); }},
+  };
+  for (const auto& call : calls) {
+    for (Ombrix* const camera : {&*session.camera, &unknown}) {
+      std::uint64_t failing = 0;
+      for (bool struck = true; struck;) {
+        failAllocation(++failing);
+        EXPECT_NO_THROW(call.make(*camera)) << call.name << " " << failing;
+        struck = allocationFailed();
+        failAllocation(0);
+      }
+    }
+  }
+  EXPECT_TRUE(session.runs([&] { platform->pump(0, 1); }));
 }
 
 #endif  // OMBRIX_OWN_NEW
