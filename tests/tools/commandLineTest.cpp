@@ -62,13 +62,15 @@ TEST_F(CommandLine, WrongArgumentsGiveOneLineAndExitCode) {
   std::ofstream(file) << "no scenario\n";
   const std::vector<Case> cases = {
       {{}, 2, "subcommand"},
-      {{"watch"}, 2, "watch"},
+      {{"watch"}, 2, "watch (see ombrix --help)"},
+      {{"stream", "--jsn"}, 2, "--jsn (see ombrix stream --help)"},
       {{"list", "--frobnicate"}, 2, "--frobnicate"},
       {{"list", "--verbose", "4"}, 2, "--verbose"},
       {{"list", "--data", nowhere}, 2, "--data"},
       {{"stream", "--count", "0"}, 2, "--count"},
       {{"stream", "--count", "99999999999999999999"}, 2, "--count"},
-      {{"stream", "--camera", "-1"}, 2, "--camera"},
+      {{"stream", "--camera", "-1"}, 2, "'-1' is no number of a camera"},
+      {{"list", "--simulate", ""}, 2, "--simulate: it names nothing"},
       {{"stream", "--raw", "--colour"}, 2, "--raw"},
       {{"stream", "--preset", "1"}, 2, "--preset"},
       {{"stream", "--overlay", "size"}, 2, "--overlay"},
@@ -90,7 +92,8 @@ TEST_F(CommandLine, WrongArgumentsGiveOneLineAndExitCode) {
       {{"list", "--simulate", "teapot9"}, 2, "teapot9"},
       {{"list", "--simulate", file}, 2, "line 1"},
       {{"info", "--simulate", "bramble6", "--camera", "1"}, 1, "camera 1"},
-      {{"stream", "--simulate", "bramble6", "--count", "1", "--out", file}, 1, "file"},
+      {{"stream", "--simulate", "bramble6", "--count", "1", "--out", file}, 1, "file; make it first"},
+      {{"info", "--simulate", "marlow3;fault=unplug"}, 1, "no camera found: 'ombrix doctor'"},
   };
   for (const Case& test : cases) {
     const Outcome outcome = runOmbrix(test.arguments);
@@ -120,6 +123,13 @@ TEST_F(CommandLine, ListKeepsStandardOutputForData) {
   }
   EXPECT_THAT(outcome.err, HasSubstr("Video devices detected:"));
   EXPECT_EQ(outcome.err.find('\033'), std::string::npos);  // no colours but on a terminal
+}
+
+TEST_F(CommandLine, ListWithoutCamerasIsNoFailure) {
+  const Outcome outcome = runOmbrix({"list", "--json", "--simulate", "marlow3;fault=unplug"});
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_EQ(outcome.out, "[]\n");
+  EXPECT_THAT(outcome.err, testing::StartsWith("ombrix: no camera found: "));
 }
 
 TEST_F(CommandLine, DoctorTellsWhetherAPictureCanBeTaken) {
@@ -324,6 +334,16 @@ TEST_F(CommandLine, AFullDiskIsAFailure) {
   const Outcome outcome = runOmbrix(with({"stream", "--count", "2", "--json"}, kBramble), "/dev/full");
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output: No space left on device"));
+}
+
+TEST_F(CommandLine, AWrongScenarioOfTheEnvironmentIsNamed) {
+  platform::setEnvironmentVariable("OMBRIX_BACKEND", "simulated");
+  platform::setEnvironmentVariable("OMBRIX_SIMULATION", "teapot9");
+  const Outcome outcome = runOmbrix({"doctor"});
+  platform::setEnvironmentVariable("OMBRIX_SIMULATION", "");
+  EXPECT_EQ(outcome.exitCode, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, testing::StartsWith("ombrix: OMBRIX_SIMULATION: teapot9: "));
 }
 
 }  // namespace

@@ -72,6 +72,8 @@ void evaluatePipeline(const Options& options);
 /// exist.
 bool examineSystem(const Options& options);
 
+/// What is said when there is none.
+extern const char* const kNoCamera;
 /// Throws unless there is a camera `index`.
 void requireCamera(OmbrixSDK& sdk, int index);
 /// The camera the options name, streaming; throws when it cannot be opened.

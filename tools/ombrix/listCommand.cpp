@@ -26,8 +26,8 @@ void listCameras(const Options& options, OmbrixSDK& sdk) {
                        model.pid, model.width, model.height, model.frameRate));
     }
   }
-  if (options.json) return printLine(cameras.dump());
-  if (sdk.getDeviceCount() == 0) std::fputs("ombrix: no camera found\n", stderr);
+  if (options.json) printLine(cameras.dump());
+  if (sdk.getDeviceCount() == 0) std::fprintf(stderr, "ombrix: %s\n", kNoCamera);
 }
 
 }  // namespace tools

@@ -12,6 +12,7 @@
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
 #include "ombrix/version.h"
+#include "platform/system.h"
 #include "tools/common/arguments.h"
 #include "tools/common/defaultCalibration.h"
 #include "tools/common/session.h"
@@ -21,11 +22,15 @@
 
 namespace tools {
 
+const char* const kNoCamera =
+    "no camera found: 'ombrix doctor' tells what is in the way, '--simulate bramble6' does without one";
+
 void requireCamera(OmbrixSDK& sdk, int index) {
   const int count = sdk.getDeviceCount();
   if (index < count) return;
-  throw CommandFailure(count == 0 ? std::string("no camera found")
-                                  : format("no camera {}: {} found, counted from 0", index, count));
+  throw CommandFailure(
+      count == 0 ? std::string(kNoCamera)
+                 : format("no camera {}: {} found, counted from 0; 'ombrix list' shows them", index, count));
 }
 
 std::unique_ptr<Ombrix> openCamera(const Options& options, OmbrixSDK& sdk) {
@@ -55,7 +60,7 @@ using tools::Options;
 constexpr const char* kFooter =
     "Exit codes: 0 done, 1 failed (no camera, no frame, a file that cannot be written, a check of selftest "
     "or\n"
-    "a criterion of evaluate missed), 2 wrong arguments.\n"
+    "a criterion of evaluate missed) or interrupted before it was done, 2 wrong arguments.\n"
     "Data goes to standard output, the log to standard error.";
 
 constexpr unsigned long long kLargestCount = 1'000'000'000'000;
@@ -64,12 +69,25 @@ constexpr unsigned long long kLargestCount = 1'000'000'000'000;
 CLI::App* addCommand(CLI::App& app, const char* name, const char* description) {
   CLI::App* command = app.add_subcommand(name, description);
   command->fallthrough();
+  command->footer(std::string("General options, such as --simulate and --data: ombrix --help.\n") + kFooter);
   return command;
+}
+
+/// A check for numbers that count something from 0.
+CLI::Validator numberOf(const char* what) {
+  return {[what](std::string& text) {
+            int number = 0;
+            const char* const end = text.data() + text.size();
+            const auto read = std::from_chars(text.data(), end, number);
+            if (read.ec == std::errc{} && read.ptr == end && number >= 0) return std::string();
+            return format("'{}' is no number of a {}, such as 0", text, what);
+          },
+          ""};
 }
 
 void addCamera(CLI::App& command, Options& options) {
   command.add_option("--camera", options.camera, "index of the camera (see list)")
-      ->check(CLI::NonNegativeNumber)
+      ->check(numberOf("camera"))
       ->capture_default_str();
 }
 
@@ -94,9 +112,7 @@ void addStream(CLI::App& app, Options& options) {
   CLI::Option* raw = stream->add_flag("--raw", options.raw, "thermal frames, 16-bit levels (the default)");
   CLI::Option* colour = stream->add_flag("--colour,--color", options.colour, "coloured frames");
   colour->excludes(raw);
-  stream->add_option("--preset", options.preset, "colour preset")
-      ->check(CLI::NonNegativeNumber)
-      ->needs(colour);
+  stream->add_option("--preset", options.preset, "colour preset")->check(numberOf("preset"))->needs(colour);
   tools::addOverlays(*stream, options.overlays)->needs(colour);
   stream->add_option("--out", options.out,
                      "existing directory for the frames: 16-bit PGM for raw, PNG for coloured ones");
@@ -180,16 +196,27 @@ tools::Point readPoint(const std::string& text) {
 }
 
 /// A scenario that cannot be read would only look like "no camera" later on.
-void useScenario(const std::string& text) {
+/// source: where the text comes from.
+void checkScenario(const char* source, const std::string& text) {
   simulation::Scenario scenario;
   simulation::ScenarioError error;
   if (!simulation::readScenario(text, scenario, error)) {
     const std::string place = error.line == 0 ? "" : format(", line {}", error.line);
     throw tools::CommandFailure(
-        format("--simulate: {}{}: {}", error.file.empty() ? text : error.file, place, error.reason),
+        format("{}: {}{}: {}", source, error.file.empty() ? text : error.file, place, error.reason),
         tools::kExitUsage);
   }
-  tools::simulate(text);
+}
+
+/// The scenario that the arguments or the environment name.
+void useScenario(const Options& options) {
+  if (!options.scenario.empty()) {
+    checkScenario("--simulate", options.scenario);
+    return tools::simulate(options.scenario);
+  }
+  const std::string text = platform::environmentVariable("OMBRIX_SIMULATION").value_or("");
+  const bool simulated = platform::environmentVariable("OMBRIX_BACKEND") == "simulated";
+  if (simulated && !text.empty()) checkScenario("OMBRIX_SIMULATION", text);
 }
 
 /// Does what the subcommand asks for. Returns the exit code.
@@ -235,6 +262,9 @@ int obeyUntilInterrupted(const std::string& command, Options& options) {
   }
 }
 
+/// A check for texts.
+std::string named(const std::string& text) { return text.empty() ? "it names nothing" : ""; }
+
 int run(int argc, char** argv) {
   Options options;
   std::string calibration = "tables";
@@ -249,8 +279,9 @@ int run(int argc, char** argv) {
   app.add_option("--data", options.data, "directory of the calibration files (without it: data)")
       ->check(tools::existingDirectory);
   app.add_option(
-      "--simulate", options.scenario,
-      "simulated cameras instead of real ones: a scenario's text or file, such as bramble6,marlow3");
+         "--simulate", options.scenario,
+         "simulated cameras instead of real ones: a scenario's text or file, such as bramble6,marlow3")
+      ->check(named);
   app.add_option("--calibration", calibration,
                  "form of the files made for simulated cameras without --data: tables or polynomial")
       ->check(CLI::IsMember({"tables", "polynomial"}))
@@ -275,7 +306,9 @@ int run(int argc, char** argv) {
     if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
     std::string line = error.what();
     std::replace(line.begin(), line.end(), '\n', ' ');
-    throw tools::CommandFailure(line, tools::kExitUsage);
+    const auto commands = app.get_subcommands();
+    const std::string page = commands.empty() ? "" : " " + commands.front()->get_name();
+    throw tools::CommandFailure(format("{} (see ombrix{} --help)", line, page), tools::kExitUsage);
   }
 
   if (app.get_subcommands().empty()) {
@@ -294,7 +327,7 @@ int run(int argc, char** argv) {
   tools::expectSlices();
   tools::catchInterrupts();
   tools::outliveReaders();
-  if (!options.scenario.empty()) useScenario(options.scenario);
+  useScenario(options);
   return obeyUntilInterrupted(app.get_subcommands().front()->get_name(), options);
 }
 

@@ -30,7 +30,8 @@ void measureTemperature(const Options& options, OmbrixSDK& sdk) {
   requireInside(*camera, options.at);
   if (!camera->getShutterlessCorrection()) {
     throw CommandFailure(
-        format("camera {}: no calibration files for it in '{}', so its levels are no temperatures",
+        format("camera {}: no calibration files for it in '{}', so its levels are no temperatures; --data "
+               "names their directory",
                options.camera, options.data.empty() ? "data" : options.data));
   }
 

@@ -6,6 +6,7 @@
 
 #include "common/format.h"
 #include "ombrix/Ombrix.h"
+#include "tools/common/arguments.h"
 #include "tools/common/imageFiles.h"
 #include "tools/common/privateData.h"
 #include "tools/common/progressLine.h"
@@ -98,6 +99,10 @@ void selectPreset(Ombrix& camera, int preset) {
 
 void streamCamera(const Options& wanted, OmbrixSDK& sdk) {
   Options options = wanted;
+  if (!options.out.empty()) {
+    if (const std::string error = existingDirectory(options.out); !error.empty())
+      throw CommandFailure("--out: " + error + "; make it first");
+  }
   // A run's table would be loaded by everyone who uses the made-up set later.
   std::optional<PrivateData> temporary;
   if (options.madeUpData && options.controls.runFrames) options.data = temporary.emplace(options.data).path();
