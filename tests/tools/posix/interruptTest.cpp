@@ -45,7 +45,8 @@ TEST_F(Interrupt, CtrlCEndsLongSteps) {
   } cases[] = {
       {{"calibrate", "--frames", "60000", "--simulate", "marlow3"}, "shutter run: "},
       {{"stream", "--run-ffc", "60000", "--count", "1", "--simulate", "marlow3"}, "shutter run: "},
-      {{"info", "--verbose", "2", "--simulate", "bramble6;fault=slow-register:5000:1000"}, "devices detected"},
+      {{"info", "--verbose", "2", "--simulate", "bramble6;fault=slow-register:5000:1000"},
+       "devices detected"},
   };
   for (const auto& test : cases) {
     RunningOmbrix program(test.arguments, true);
