@@ -36,20 +36,22 @@ TemporaryPlace::TemporaryPlace(const fs::path& parent, const std::string& prefix
   std::random_device random;
   const auto number = std::uint64_t{random()} << 32 | random();
   place = parent / format("{:s}{:016x}", prefix, number);
-  MutexLock lock(places().mutex);
-  places().list.push_back(place);
+  Places& all = places();
+  MutexLock lock(all.mutex);
+  all.list.push_back(place);
 }
 
 TemporaryPlace::~TemporaryPlace() {
   removeTree(place);
-  MutexLock lock(places().mutex);
-  auto& list = places().list;
-  list.erase(std::find(list.begin(), list.end(), place));
+  Places& all = places();
+  MutexLock lock(all.mutex);
+  all.list.erase(std::find(all.list.begin(), all.list.end(), place));
 }
 
 void TemporaryPlace::removeAll() {
-  MutexLock lock(places().mutex);
-  for (const fs::path& place : places().list) removeTree(place);
+  Places& all = places();
+  MutexLock lock(all.mutex);
+  for (const fs::path& place : all.list) removeTree(place);
 }
 
 }  // namespace tools
