@@ -12,6 +12,9 @@ namespace platform {
 /// error take bytes as they are.
 std::vector<std::string> programArguments(int argc, char** argv);
 
+/// From now on a reader of standard output that goes away is a write that fails, and ends nothing.
+void outliveReaders();
+
 bool standardErrorIsTerminal();
 bool standardOutputIsTerminal();
 

@@ -14,11 +14,13 @@
 namespace tools {
 namespace {
 
-volatile std::sig_atomic_t interruptSeen = 0;
+// Set by a signal handler, asked by any thread.
+std::atomic<bool> interruptSeen{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
 std::atomic<bool> muted{false};
 
 extern "C" void onInterrupt(int signalNumber) {
-  interruptSeen = 1;
+  interruptSeen = true;
   std::signal(signalNumber, SIG_DFL);
 }
 
@@ -77,13 +79,7 @@ void catchInterrupts() {
   std::signal(SIGTERM, onInterrupt);
 }
 
-bool interrupted() { return interruptSeen != 0; }
-
-void outliveReaders() {
-#ifdef SIGPIPE
-  std::signal(SIGPIPE, SIG_IGN);
-#endif
-}
+bool interrupted() { return interruptSeen; }
 
 std::string withoutColours(const std::string& text) {
   std::string plain;

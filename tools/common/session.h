@@ -25,9 +25,6 @@ void simulate(const std::string& scenario);
 void catchInterrupts();
 bool interrupted();
 
-/// From now on a reader of standard output that goes away is a write that fails, and ends nothing.
-void outliveReaders();
-
 /// A text of the library's without the terminal's colour sequences (ESC [ ... m).
 std::string withoutColours(const std::string& text);
 

@@ -12,6 +12,7 @@
 #include "acquisition/backends/simulated/scenario.h"
 #include "common/format.h"
 #include "ombrix/version.h"
+#include "platform/program.h"
 #include "platform/system.h"
 #include "tools/common/arguments.h"
 #include "tools/common/defaultCalibration.h"
@@ -326,7 +327,7 @@ int run(int argc, char** argv) {
   tools::logToStandardError();
   tools::expectSlices();
   tools::catchInterrupts();
-  tools::outliveReaders();
+  platform::outliveReaders();
   useScenario(options);
   return obeyUntilInterrupted(app.get_subcommands().front()->get_name(), options);
 }

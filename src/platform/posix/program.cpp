@@ -2,11 +2,15 @@
 
 #include <unistd.h>
 
+#include <csignal>
+
 #include "platform/system.h"
 
 namespace platform {
 
 std::vector<std::string> programArguments(int argc, char** argv) { return {argv, argv + argc}; }
+
+void outliveReaders() { std::signal(SIGPIPE, SIG_IGN); }
 
 bool standardErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
 
