@@ -17,6 +17,8 @@ using transport::StepResult;
 constexpr auto kStream = static_cast<DWORD>(MF_SOURCE_READER_FIRST_VIDEO_STREAM);
 constexpr UINT kFailureMessage = 1;
 constexpr auto kLongestClose = std::chrono::seconds(1);
+constexpr auto kLongestFlush = std::chrono::milliseconds(200);
+constexpr auto kAfterFlush = std::chrono::milliseconds(10);      // its thread returns from telling us
 constexpr auto kShortestClose = std::chrono::milliseconds(250);  // also when `beginClose` was long ago
 
 }  // namespace
@@ -66,7 +68,7 @@ void MediaFoundationDevice::beginClose() {
   MutexLock lock(mutex);
   if (ending) return;
   closeDeadline = Clock::now() + kLongestClose;
-  ending = std::make_shared<Ending>();
+  ending = std::make_shared<Ending>(callback.get());
   ending->camera = std::move(camera);
   camera = {};
   try {
@@ -104,13 +106,21 @@ void MediaFoundationDevice::close() {
 
 void MediaFoundationDevice::Ending::releaseThreadProc() {
   const ComApartment apartment;
-  camera.release();
+  camera.release(*callback.get());
   MutexLock lock(mutex);
   done = true;
   condition.notify_all();
 }
 
-void MediaFoundationDevice::Camera::release() {
+/// Lets the reader finish what was asked of it. A reader whose own thread drops the last reference to it
+/// waits for that thread for ever under wine, and every reader opened later with it.
+void MediaFoundationDevice::Camera::drainReader(SampleCallback& callback) {
+  if (FAILED(reader->Flush(static_cast<DWORD>(MF_SOURCE_READER_ALL_STREAMS)))) return;
+  if (callback.awaitFlush(kLongestFlush)) std::this_thread::sleep_for(kAfterFlush);
+}
+
+void MediaFoundationDevice::Camera::release(SampleCallback& callback) {
+  if (reader) drainReader(callback);
   currentType.reset();
   while (!types.empty()) types.pop_back();
   handler.reset();
@@ -125,9 +135,9 @@ void MediaFoundationDevice::Camera::release() {
 }
 
 void MediaFoundationDevice::postFailure(std::int32_t status) {
+  logger::warning(format("Delivery ended (error code {:d})", status), LOG_HERE);
   // To the queue of the calling thread, which an application's own message loop may be.
   PostMessageW(nullptr, kFailureMessage, static_cast<WPARAM>(static_cast<LPARAM>(status)), 0);
-  logger::warning(format("Delivery ended (error code {:d})", status), LOG_HERE);
 }
 
 }  // namespace mediafoundation

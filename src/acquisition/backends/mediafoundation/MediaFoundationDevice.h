@@ -55,10 +55,13 @@ class MediaFoundationDevice : public transport::VideoDevice {
     std::vector<ComPointer<IMFMediaType>> types;
     ComPointer<IMFMediaType> currentType;
     /// Ends the stream and frees the device. Asks the camera something, which may take long.
-    void release();
+    void release(SampleCallback& callback);
+    void drainReader(SampleCallback& callback);
   };
   /// A release that runs on a thread of its own, shared with that thread.
   struct Ending {
+    explicit Ending(SampleCallback* of) : callback(ComPointer<SampleCallback>::sharing(of)) {}
+    const ComPointer<SampleCallback> callback;
     Mutex mutex;
     std::condition_variable condition;
     bool done GUARDED_BY(mutex) = false;

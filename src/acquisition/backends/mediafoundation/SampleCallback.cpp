@@ -46,6 +46,14 @@ void SampleCallback::detach() {
   while (inCallback) condition.wait(lock.native());
 }
 
+bool SampleCallback::awaitFlush(std::chrono::milliseconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  MutexLock lock(mutex);
+  while (!flushed && std::chrono::steady_clock::now() < deadline)
+    condition.wait_until(lock.native(), deadline);
+  return flushed;
+}
+
 HRESULT SampleCallback::QueryInterface(REFIID id, void** object) {
   if (!object) return E_POINTER;
   const bool known = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IMFSourceReaderCallback);
@@ -85,7 +93,12 @@ HRESULT SampleCallback::OnReadSample(HRESULT status, DWORD, DWORD flags, LONGLON
   return status;
 }
 
-HRESULT SampleCallback::OnFlush(DWORD) { return S_OK; }
+HRESULT SampleCallback::OnFlush(DWORD) {
+  MutexLock lock(mutex);
+  flushed = true;
+  condition.notify_all();
+  return S_OK;
+}
 
 HRESULT SampleCallback::OnEvent(DWORD, IMFMediaEvent*) { return S_OK; }
 

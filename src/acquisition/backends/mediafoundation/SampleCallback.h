@@ -27,6 +27,8 @@ class SampleCallback : public IMFSourceReaderCallback {
   void beginDetach() EXCLUDES(mutex);
   /// Waits until the receiver has returned; it is not called again.
   void detach() EXCLUDES(mutex);
+  /// Whether the reader has said within `limit` that its flush is done.
+  bool awaitFlush(std::chrono::milliseconds limit) EXCLUDES(mutex);
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
   ULONG STDMETHODCALLTYPE AddRef() override;
@@ -44,6 +46,7 @@ class SampleCallback : public IMFSourceReaderCallback {
   std::condition_variable condition;
   transport::SampleReceiver* receiver GUARDED_BY(mutex);  ///< null once detached
   bool inCallback GUARDED_BY(mutex) = false;
+  bool flushed GUARDED_BY(mutex) = false;
 };
 
 }  // namespace mediafoundation
