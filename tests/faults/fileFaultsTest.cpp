@@ -77,7 +77,7 @@ void writeEverything(bool polynomials) {
 std::vector<fs::path> filesOf(const std::string& beginning) {
   std::vector<fs::path> found;
   for (const auto& entry : fs::recursive_directory_iterator("data")) {
-    if (entry.is_regular_file() && entry.path().string().starts_with("data/" + beginning))
+    if (entry.is_regular_file() && entry.path().generic_string().starts_with("data/" + beginning))
       found.push_back(entry.path());
   }
   return found;
@@ -140,7 +140,7 @@ TEST(FaultMatrix, EveryFileHasARow) {
     writeEverything(polynomials);
     for (const fs::path& path : filesOf("")) {
       const bool known = std::any_of(std::begin(kFiles), std::end(kFiles), [&path](const FileRow& row) {
-        return path.string().starts_with("data/" + row.path);
+        return path.generic_string().starts_with("data/" + row.path);
       });
       EXPECT_TRUE(known) << "no row for: " << path;
       extensions.insert(path.extension().string());

@@ -14,10 +14,11 @@
 /// A folder for the files of one test, removed with everything in it.
 class ScratchFolder {
  public:
-  ScratchFolder()
+  /// `purpose`: of a second one in the same test.
+  explicit ScratchFolder(const std::string& purpose = "")
       : folder(std::filesystem::temp_directory_path() /
                ("ombrix_" + std::to_string(::getpid()) + "_" +
-                testing::UnitTest::GetInstance()->current_test_info()->name())) {
+                testing::UnitTest::GetInstance()->current_test_info()->name() + purpose)) {
     std::filesystem::remove_all(folder);  // left by a process that was killed, whose number came again
     std::filesystem::create_directories(folder);
   }

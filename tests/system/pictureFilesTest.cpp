@@ -14,7 +14,10 @@ namespace {
 constexpr int kTimeoutMs = 20000;
 constexpr const char* kScenario = "marlow3;scene=coded;step=on;fpa=25";
 /// The name is not a pattern: the braces and the 0.00 are in it.
-constexpr const char* kDump = "data/pictures/Marlow 3_{:d}_grab_466001359_0.00K_{:d}.tiff";
+// Windows allows no colon in a name.
+const std::string kColon = std::filesystem::path::preferred_separator == '/' ? ":" : "_";
+const std::string kDump =
+    "data/pictures/Marlow 3_{" + kColon + "d}_grab_466001359_0.00K_{" + kColon + "d}.tiff";
 
 using Levels = std::vector<std::uint16_t>;
 

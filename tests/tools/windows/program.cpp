@@ -33,7 +33,7 @@ HANDLE inheritableFile(const std::string& path) {
 }  // namespace
 
 Outcome runOmbrix(const std::vector<std::string>& arguments, const std::string& standardOutput) {
-  const ScratchFolder scratch;
+  const ScratchFolder scratch("_program");
   const std::string outPath = standardOutput.empty() ? scratch.path("standard-output") : standardOutput;
   const std::string errPath = scratch.path("standard-error");
   std::wstring line = quoted(OMBRIX_PROGRAM);
