@@ -18,8 +18,8 @@
 #endif
 #endif
 
-#if defined(__x86_64__) && defined(__linux__) && !defined(OMBRIX_ONE_FORM)
-#include <features.h>
+#if __has_include(<features.h>)
+#include <features.h>  // tells whether the C library is glibc
 #endif
 
 #if defined(__x86_64__) && defined(__GLIBC__) && !defined(OMBRIX_ONE_FORM)
