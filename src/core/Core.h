@@ -20,10 +20,10 @@ class Core {
     std::uint16_t displayHeight = 0;
   };
 
-  /// Creates the camera of handle `deviceHandle`, enters it in the registry and prepares it. False when the
-  /// handle is taken (logged) or the camera could not be prepared (logged; it stays registered). When memory
-  /// or threads run out it throws, and nothing is left of the camera.
-  static bool openCamera(int deviceHandle, const std::string& dataPath);
+  /// Creates the camera of handle `deviceHandle`, enters it in the registry and prepares it. One that cannot
+  /// be prepared stays registered, a handle that is taken is left alone (both logged). When memory or threads
+  /// run out it throws, and nothing is left of the camera.
+  static void openCamera(int deviceHandle, const std::string& dataPath);
 
   /// Starts the worker thread if it is not running, and switches free-run on.
   static void init(int argc = 0, char** argv = nullptr);

@@ -119,13 +119,13 @@ void removeViewerFiles() {
 
 }  // namespace
 
-bool Core::openCamera(int deviceHandle, const std::string& dataPath) {
+void Core::openCamera(int deviceHandle, const std::string& dataPath) {
   MutexLock lock(handle.coreMutex);
   if (registry::contains(deviceHandle)) {
     logger::error(format("Device is already connected. Handle: {:d}", deviceHandle), LOG_HERE);
-    return false;
+    return;
   }
-  if (!settings::inst()) return false;  // no SDK object: its error line says so
+  if (!settings::inst()) return;  // no SDK object: its error line says so
   // Until it is listed nobody else knows the camera: when memory or threads run out on the way, it goes, its
   // device with it, and a later attempt finds the device free.
   auto camera = std::make_unique<imageAcquisition>(dataPath, true);
@@ -133,12 +133,10 @@ bool Core::openCamera(int deviceHandle, const std::string& dataPath) {
   registry::Entry entry(deviceHandle, camera.get());
   const std::string connectedLine = format("Device connected. Handle: {:d}", deviceHandle);
   initLocked(bound ? camera.get() : nullptr);
-  const bool ready = camera->ready;
   cameraList.add(std::move(camera));  // the last thing that can fail
   registry::add(std::move(entry));
   frameArrivals.notify();  // its first frame may have come already
   logger::debug(connectedLine, LOG_HERE);
-  return ready;
 }
 
 void Core::init(int, char**) {

@@ -152,4 +152,18 @@ TEST(FfcFile, MeanDividesEachPixelBeforeSummingInFloat) {
   EXPECT_EQ(getFFCMean(table, 65535), 65537u);
 }
 
+// Sums of two frames, 20 and 22 in the middle: 84 of 8 pixels is 10.5. Without the pixel at (1, 1), 64 of 6.
+TEST(FfcFile, TheLevelOfTheMiddleIsRounded) {
+  image<unsigned int> table(4, 4);
+  std::fill_n(table.data, table.pixelCount(), 1000u);
+  table.data[5] = table.data[6] = 20;
+  table.data[9] = table.data[10] = 22;
+  EXPECT_EQ(calibration::levelOfTheMiddle(table, 2, {}), 11u);
+  const std::pair<int, int> defects[] = {{1, 1}, {0, 0}};
+  EXPECT_EQ(calibration::levelOfTheMiddle(table, 2, defects), 11u);
+  table.data[10] = 20;
+  EXPECT_EQ(calibration::levelOfTheMiddle(table, 2, defects), 10u);
+  EXPECT_EQ(calibration::levelOfTheMiddle(table, 0, {}), 0u);
+}
+
 }  // namespace

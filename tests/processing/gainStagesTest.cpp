@@ -55,6 +55,8 @@ TEST_F(GainStages, EqualisationIsTheDefaultAndKnowsWhatLevelsMean) {
   }
   camera.processing.radiometry.rangeSpanK = 0.001f;
   EXPECT_EQ(map({5000, 5001}, 3), (Levels{32767, 32768}));
+  EXPECT_EQ(mapping.shownLow, 5000);
+  EXPECT_EQ(mapping.shownHigh, 5001);
 }
 
 // One level stands for 4 mK, so a span of 255 gives 4 mK per grey level, and 20.03 - 4 widens by 160.3.

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "core/runtimeFlags.h"
 #include "core/settings.h"
 #include "platform/system.h"
 #include "support/SdkRig.h"
@@ -210,6 +211,18 @@ TEST(LifeCycle, DestructionFreesBlockedCallers) {
   EXPECT_EQ(rawAnswer, 1) << "the last frame once more";
   EXPECT_EQ(colorAnswer, 1);
   EXPECT_EQ(silentAnswer, 0) << "there never was a frame";
+}
+
+TEST(LifeCycle, NobodyEntersACameraThatIsBeingClosed) {
+  SdkRig rig("marlow3;scene=coded;step=on");
+  Ombrix camera(0);
+  ASSERT_EQ(rig.platform->pump(0, 1), 1u);
+  ASSERT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  ASSERT_EQ(rig.platform->camera(0).apply("slow-stop:10000"), "");
+  std::thread closer([&rig] { rig.sdk.reset(); });
+  EXPECT_TRUE(waitFor([] { return !workerRunningFlag; }));
+  EXPECT_FALSE(camera.getRawFrame(nullptr, nullptr, -1)) << "not even the last frame";
+  closer.join();
 }
 
 TEST(LifeCycle, DestructionIsBoundedWhateverTheCameraDoes) {
