@@ -29,6 +29,9 @@ std::filesystem::path ownFile();
 /// stay.
 void permitFileName(char* path);
 
+/// Bytes of a file, also while somebody writes it; nothing when the system does not tell.
+std::optional<std::uint64_t> fileSize(const std::filesystem::path& file);
+
 /// Processor time that the calling thread, or the process, has used.
 std::int64_t threadCpuNs();
 std::int64_t processCpuNs();

@@ -92,6 +92,19 @@ void permitFileName(char* path) {
       [](char c) { return std::string_view("<>:\"|?*").find(c) != std::string_view::npos; }, '_');
 }
 
+std::optional<std::uint64_t> fileSize(const std::filesystem::path& file) {
+  // Of the file itself: its folder, which the C library and std::filesystem ask, learns of what was written
+  // only when the file is closed.
+  const HANDLE handle =
+      CreateFileW(file.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return std::nullopt;
+  LARGE_INTEGER size{};
+  const BOOL told = GetFileSizeEx(handle, &size);
+  CloseHandle(handle);
+  return told ? std::optional(static_cast<std::uint64_t>(size.QuadPart)) : std::nullopt;
+}
+
 std::int64_t threadCpuNs() {
   FILETIME created{}, ended{}, kernel{}, user{};
   GetThreadTimes(GetCurrentThread(), &created, &ended, &kernel, &user);
