@@ -18,7 +18,7 @@ void setEnvironmentVariable(const char* name, const std::optional<std::string>& 
 /// The parts of a point in time, in the zone of the user or in UTC.
 std::tm calendarTime(std::time_t time, bool local);
 
-/// Makes the console show UTF-8, where it does not by itself.
+/// Makes the console show UTF-8 and colours, where it does not by itself.
 void setUpConsole();
 
 /// The file that holds this code, the shared library or a program linked with its objects; links are not

@@ -70,7 +70,15 @@ std::tm calendarTime(std::time_t time, bool local) {
   return parts;
 }
 
-void setUpConsole() { std::system("chcp 65001 >nul"); }
+void setUpConsole() {
+  std::system("chcp 65001 >nul");
+  // Colours are a mode of its own; where there is no console, or an older one, they stay as they are.
+  for (const DWORD number : {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
+    const HANDLE console = GetStdHandle(number);
+    DWORD mode = 0;
+    if (GetConsoleMode(console, &mode)) SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  }
+}
 
 std::filesystem::path ownFile() {
   HMODULE module = nullptr;
