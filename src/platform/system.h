@@ -32,6 +32,9 @@ void permitFileName(char* path);
 /// Bytes of a file, also while somebody writes it; nothing when the system does not tell.
 std::optional<std::uint64_t> fileSize(const std::filesystem::path& file);
 
+/// How users see whether the system knows of a camera: the end of a sentence.
+extern const char* const kCameraListing;
+
 /// Processor time that the calling thread, or the process, has used.
 std::int64_t threadCpuNs();
 std::int64_t processCpuNs();

@@ -113,6 +113,8 @@ std::optional<std::uint64_t> fileSize(const std::filesystem::path& file) {
   return told ? std::optional(static_cast<std::uint64_t>(size.QuadPart)) : std::nullopt;
 }
 
+const char* const kCameraListing = "the device manager lists those that the system sees under 'Cameras'";
+
 std::int64_t threadCpuNs() {
   FILETIME created{}, ended{}, kernel{}, user{};
   GetThreadTimes(GetCurrentThread(), &created, &ended, &kernel, &user);
