@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "common/filePath.h"
+#include "platform/system.h"
 
 namespace {
 
@@ -32,9 +33,7 @@ std::optional<std::uint64_t> regularFileSize(const std::string& path) {
   try {
     std::error_code status;
     if (!std::filesystem::is_regular_file(filePath(path), status)) return std::nullopt;
-    const std::uintmax_t size = std::filesystem::file_size(filePath(path), status);
-    if (status) return std::nullopt;
-    return size;
+    return platform::fileSize(filePath(path));
   } catch (const std::exception&) {  // a name that the system cannot express
     return std::nullopt;
   }

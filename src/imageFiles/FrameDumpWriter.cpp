@@ -17,9 +17,9 @@ namespace imageFiles {
 DumpName dumpName(const std::string& cameraName, std::uint64_t serialNumber) {
   DumpName name{"none"};
   // All pages of a camera share one file: its name holds nothing that changes from frame to frame. The
-  // braces are part of the name, and so is a temperature of 0.00.
-  std::snprintf(name.data(), name.size(), "data/pictures/%s_{:d}_grab_%06lld_%.2fK_{:d}.tiff",
-                cameraName.c_str(), static_cast<long long>(serialNumber), 0.0);
+  // braces are part of the name, and so is a temperature of 0.00: as text, since a locale may print a comma.
+  std::snprintf(name.data(), name.size(), "data/pictures/%s_{:d}_grab_%06lld_%sK_{:d}.tiff",
+                cameraName.c_str(), static_cast<long long>(serialNumber), "0.00");
   platform::permitFileName(name.data());
   return name;
 }

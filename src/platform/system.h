@@ -18,7 +18,7 @@ void setEnvironmentVariable(const char* name, const std::optional<std::string>& 
 /// The parts of a point in time, in the zone of the user or in UTC.
 std::tm calendarTime(std::time_t time, bool local);
 
-/// Makes the console show UTF-8, where it does not by itself.
+/// Makes the console show UTF-8 and colours, where it does not by itself.
 void setUpConsole();
 
 /// The file that holds this code, the shared library or a program linked with its objects; links are not
@@ -28,6 +28,12 @@ std::filesystem::path ownFile();
 /// Replaces what the system does not allow in the name of a file by '_', in place; the folders before it
 /// stay.
 void permitFileName(char* path);
+
+/// Bytes of a file, also while somebody writes it; nothing when the system does not tell.
+std::optional<std::uint64_t> fileSize(const std::filesystem::path& file);
+
+/// How users see whether the system knows of a camera: the end of a sentence.
+extern const char* const kCameraListing;
 
 /// Processor time that the calling thread, or the process, has used.
 std::int64_t threadCpuNs();

@@ -7,6 +7,7 @@
 #include "acquisition/transport/extensionUnit.h"
 #include "common/format.h"
 #include "common/mutex.h"
+#include "platform/system.h"
 
 namespace transport {
 namespace {
@@ -149,7 +150,7 @@ SystemCheck checkCameras(VideoPlatform& platform, std::chrono::milliseconds pati
   if (result.cameras.empty() && result.obstacles.empty()) {
     result.obstacles.push_back(
         {"no-device", format("no supported camera is plugged in ({:d} other video devices)", devices.size()),
-         "plug one in; 'lsusb -d 5c2b:' lists those that the system sees"});
+         std::string("plug one in; ") + platform::kCameraListing});
   }
   return result;
 }

@@ -55,6 +55,14 @@ std::filesystem::path ownFile() {
 
 void permitFileName(char*) {}
 
+std::optional<std::uint64_t> fileSize(const std::filesystem::path& file) {
+  std::error_code failed;
+  const std::uintmax_t size = std::filesystem::file_size(file, failed);
+  return failed ? std::nullopt : std::optional<std::uint64_t>(size);
+}
+
+const char* const kCameraListing = "'lsusb -d 5c2b:' lists those that the system sees";
+
 std::int64_t threadCpuNs() { return cpuNs(CLOCK_THREAD_CPUTIME_ID); }
 std::int64_t processCpuNs() { return cpuNs(CLOCK_PROCESS_CPUTIME_ID); }
 

@@ -70,7 +70,15 @@ std::tm calendarTime(std::time_t time, bool local) {
   return parts;
 }
 
-void setUpConsole() { std::system("chcp 65001 >nul"); }
+void setUpConsole() {
+  std::system("chcp 65001 >nul");
+  // Colours are a mode of its own; where there is no console, or an older one, they stay as they are.
+  for (const DWORD number : {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
+    const HANDLE console = GetStdHandle(number);
+    DWORD mode = 0;
+    if (GetConsoleMode(console, &mode)) SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  }
+}
 
 std::filesystem::path ownFile() {
   HMODULE module = nullptr;
@@ -91,6 +99,21 @@ void permitFileName(char* path) {
       path + first, path + text.size(),
       [](char c) { return std::string_view("<>:\"|?*").find(c) != std::string_view::npos; }, '_');
 }
+
+std::optional<std::uint64_t> fileSize(const std::filesystem::path& file) {
+  // Of the file itself: its folder, which the C library and std::filesystem ask, learns of what was written
+  // only when the file is closed.
+  const HANDLE handle =
+      CreateFileW(file.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return std::nullopt;
+  LARGE_INTEGER size{};
+  const BOOL told = GetFileSizeEx(handle, &size);
+  CloseHandle(handle);
+  return told ? std::optional(static_cast<std::uint64_t>(size.QuadPart)) : std::nullopt;
+}
+
+const char* const kCameraListing = "the device manager lists those that the system sees under 'Cameras'";
 
 std::int64_t threadCpuNs() {
   FILETIME created{}, ended{}, kernel{}, user{};

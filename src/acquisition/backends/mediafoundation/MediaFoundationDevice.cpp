@@ -65,17 +65,22 @@ StepResult MediaFoundationDevice::requestSample() {
 
 void MediaFoundationDevice::beginClose() {
   callback->beginDetach();
-  MutexLock lock(mutex);
-  if (ending) return;
-  closeDeadline = Clock::now() + kLongestClose;
-  ending = std::make_shared<Ending>(callback.get());
-  ending->camera = std::move(camera);
-  camera = {};
-  try {
-    endingThread = threadStart::start("end of stream", [held = ending] { held->releaseThreadProc(); });
-  } catch (const std::exception&) {  // no thread, no memory: rather wait for it than leave it streaming
-    ending->releaseThreadProc();
+  std::shared_ptr<Ending> threadless;
+  {
+    MutexLock lock(mutex);
+    if (ending) return;
+    closeDeadline = Clock::now() + kLongestClose;
+    ending = std::make_shared<Ending>(callback.get());
+    ending->camera = std::move(camera);
+    camera = {};
+    try {
+      endingThread = threadStart::start("end of stream", [held = ending] { held->releaseThreadProc(); });
+    } catch (const std::exception&) {
+      threadless = ending;
+    }
   }
+  // No thread, no memory: rather wait for it than leave it streaming.
+  if (threadless) threadless->releaseThreadProc();
 }
 
 void MediaFoundationDevice::close() {
@@ -106,6 +111,7 @@ void MediaFoundationDevice::close() {
 
 void MediaFoundationDevice::Ending::releaseThreadProc() {
   const ComApartment apartment;
+  callback->detach();  // a receiver that asks for a sample holds the reader
   camera.release(*callback.get());
   MutexLock lock(mutex);
   done = true;

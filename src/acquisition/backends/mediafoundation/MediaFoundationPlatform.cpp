@@ -46,6 +46,7 @@ StepResult MediaFoundationPlatform::start() {
   const HRESULT entered = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
   const HRESULT started = MFStartup(MF_VERSION, MFSTARTUP_FULL);
   if (SUCCEEDED(started)) {
+    ++starts;
     if (SUCCEEDED(entered)) apartmentThreads.push_back(GetCurrentThreadId());
     return {};
   }
@@ -56,6 +57,12 @@ StepResult MediaFoundationPlatform::start() {
 }
 
 void MediaFoundationPlatform::stop() {
+  std::vector<ComPointer<IMFActivate>> unused;
+  {
+    MutexLock lock(mutex);
+    if (--starts == 0) unused.swap(enumerated);
+  }
+  unused.clear();  // what Media Foundation made goes before it
   MFShutdown();
   MutexLock lock(mutex);
   // Each thread leaves its own apartment; one that ended without was taken out by the system.

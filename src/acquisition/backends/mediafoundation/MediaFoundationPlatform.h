@@ -33,7 +33,8 @@ class MediaFoundationPlatform : public transport::VideoPlatform {
  private:
   const Enumerate enumerateSources;
   Mutex mutex{LockRank::platform};
-  std::vector<ComPointer<IMFActivate>> enumerated GUARDED_BY(mutex);
+  std::vector<ComPointer<IMFActivate>> enumerated GUARDED_BY(mutex);  ///< until the last start is given back
+  int starts GUARDED_BY(mutex) = 0;
   /// Threads that this platform brought into an apartment, one entry for each time.
   std::vector<DWORD> apartmentThreads GUARDED_BY(mutex);
 };

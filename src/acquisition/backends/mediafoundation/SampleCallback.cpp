@@ -2,6 +2,8 @@
 
 #include <mferror.h>
 
+#include <exception>
+
 #include "acquisition/backends/mediafoundation/ComPointer.h"
 #include "acquisition/backends/mediafoundation/Steps.h"
 
@@ -85,7 +87,10 @@ HRESULT SampleCallback::OnReadSample(HRESULT status, DWORD, DWORD flags, LONGLON
   if (SUCCEEDED(status) && (flags & MF_SOURCE_READERF_ERROR) != 0) status = E_FAIL;
   {
     const LockedSample locked(SUCCEEDED(status) ? sample : nullptr);
-    target->onSample(statusOf(status), timestamp / 10, locked.get());
+    try {
+      target->onSample(statusOf(status), timestamp / 10, locked.get());
+    } catch (const std::exception&) {  // no memory for a line of the log: nothing to throw through the system
+    }
   }
   MutexLock lock(mutex);
   inCallback = false;

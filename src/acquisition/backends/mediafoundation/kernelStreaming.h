@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 // The part of kernel streaming that reaches a camera's extension unit, declared here because MinGW's headers
 // lack the topology.
 namespace mediafoundation {
@@ -15,7 +17,7 @@ inline constexpr GUID kDeviceSpecificNode = {
     0x941C7AC0, 0xC559, 0x11D0, {0x8A, 0x2B, 0x00, 0xA0, 0xC9, 0x25, 0x5A, 0xC1}};
 
 /// A property of one node: what IKsControl::KsProperty takes as its request.
-struct NodeProperty {
+struct alignas(std::int64_t) NodeProperty {
   GUID set;
   ULONG id;
   ULONG flags;
