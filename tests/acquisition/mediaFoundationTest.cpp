@@ -301,6 +301,13 @@ TEST_F(MediaFoundation, ClosingLeavesACameraThatHangs) {
   stream.connection.reset();
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
   EXPECT_TRUE(stream.log.contains("does not answer the end of its stream")) << stream.log.text();
+
+  // Not opened before it has ended: the end would take the new stream with it.
+  stream.connection.emplace("camera", uvcBackendDefault);
+  const auto opens = [&] { return stream.connection->connectUVC(0x5c2b, 0x96ea, 0, dataTypeThermal); };
+  EXPECT_FALSE(opens());
+  EXPECT_TRUE(stream.log.contains("Activating video device failed (error code -1072873821)"));
   camera->shutdownHangs = false;
   EXPECT_TRUE(waitFor([&] { return camera->objects == 1; })) << camera->objects;
+  EXPECT_TRUE(waitFor(opens)) << stream.log.text();
 }

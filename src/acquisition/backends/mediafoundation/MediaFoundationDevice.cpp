@@ -28,7 +28,7 @@ MediaFoundationDevice::MediaFoundationDevice(transport::SampleReceiver& sampleRe
 
 MediaFoundationDevice::~MediaFoundationDevice() { close(); }
 
-StepResult MediaFoundationDevice::open(ComPointer<IMFActivate> activation) {
+StepResult MediaFoundationDevice::open(ComPointer<IMFActivate> activation, std::shared_ptr<const InUse> use) {
   Steps steps;
   ComPointer<IMFMediaSource> source;
   ComPointer<IMFSourceReader> reader;
@@ -44,6 +44,7 @@ StepResult MediaFoundationDevice::open(ComPointer<IMFActivate> activation) {
     return MFCreateSourceReaderFromMediaSource(source.get(), attributes.get(), reader.put());
   });
   MutexLock lock(mutex);
+  camera.use = std::move(use);
   camera.activation = std::move(activation);
   camera.source = std::move(source);
   camera.reader = std::move(reader);
@@ -138,6 +139,7 @@ void MediaFoundationDevice::Camera::release(SampleCallback& callback) {
   source.reset();
   if (activation) activation->ShutdownObject();
   activation.reset();
+  use.reset();
 }
 
 void MediaFoundationDevice::postFailure(std::int32_t status) {

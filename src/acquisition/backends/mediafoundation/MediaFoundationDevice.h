@@ -21,6 +21,9 @@
 
 namespace mediafoundation {
 
+/// Held for as long as a camera is open, until the last step of its release.
+struct InUse {};
+
 /// A camera opened through Media Foundation.
 class MediaFoundationDevice : public transport::VideoDevice {
  public:
@@ -29,8 +32,8 @@ class MediaFoundationDevice : public transport::VideoDevice {
   MediaFoundationDevice(const MediaFoundationDevice&) = delete;
   MediaFoundationDevice& operator=(const MediaFoundationDevice&) = delete;
 
-  /// Activates the device; once, before all else.
-  transport::StepResult open(ComPointer<IMFActivate> activation);
+  /// Activates the device; once, before all else. `use` is let go of when the device is free again.
+  transport::StepResult open(ComPointer<IMFActivate> activation, std::shared_ptr<const InUse> use);
 
   transport::StepResult streamTypes(std::vector<transport::StreamType>& found) override;
   transport::StepResult selectType(std::size_t index, transport::SelectedType& actual) override;
@@ -46,6 +49,7 @@ class MediaFoundationDevice : public transport::VideoDevice {
  private:
   /// What the camera is held by, in the order of acquisition; released in the opposite one.
   struct Camera {
+    std::shared_ptr<const InUse> use;
     ComPointer<IMFActivate> activation;
     ComPointer<IMFMediaSource> source;
     ComPointer<IMFSourceReader> reader;

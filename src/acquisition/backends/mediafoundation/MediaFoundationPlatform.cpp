@@ -57,7 +57,7 @@ StepResult MediaFoundationPlatform::start() {
 }
 
 void MediaFoundationPlatform::stop() {
-  std::vector<ComPointer<IMFActivate>> unused;
+  std::vector<Listed> unused;
   {
     MutexLock lock(mutex);
     if (--starts == 0) unused.swap(enumerated);
@@ -99,20 +99,27 @@ StepResult MediaFoundationPlatform::enumerate(std::vector<transport::DeviceRecor
   }
   if (devices.empty()) logger::info("No video capture device found", LOG_HERE);
   MutexLock lock(mutex);
-  enumerated = std::move(sources);
+  enumerated.clear();
+  for (auto& source : sources) enumerated.push_back({std::move(source), {}});
   return steps.result();
 }
 
 StepResult MediaFoundationPlatform::open(std::size_t index, transport::SampleReceiver& receiver,
                                          std::unique_ptr<transport::VideoDevice>& device) {
   ComPointer<IMFActivate> source;
+  auto use = std::make_shared<const InUse>();
   {
     MutexLock lock(mutex);
     if (index >= enumerated.size()) return {static_cast<std::int32_t>(E_INVALIDARG), step::kActivate};
-    source = ComPointer<IMFActivate>::sharing(enumerated[index].get());
+    Listed& listed = enumerated[index];
+    // A second activation gives the source of the first, and whoever is done with it shuts down both.
+    if (!listed.user.expired())
+      return {static_cast<std::int32_t>(MF_E_VIDEO_RECORDING_DEVICE_PREEMPTED), step::kActivate};
+    listed.user = use;
+    source = ComPointer<IMFActivate>::sharing(listed.activation.get());
   }
   auto opened = std::make_unique<MediaFoundationDevice>(receiver);
-  const StepResult result = opened->open(std::move(source));
+  const StepResult result = opened->open(std::move(source), std::move(use));
   if (!result.failed()) device = std::move(opened);
   return result;
 }

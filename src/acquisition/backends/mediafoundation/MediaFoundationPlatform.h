@@ -18,6 +18,8 @@ namespace mediafoundation {
 /// Lists devices as MFEnumDeviceSources does.
 using Enumerate = std::function<HRESULT(IMFAttributes*, IMFActivate***, UINT32*)>;
 
+struct InUse;
+
 /// Windows: cameras behind Media Foundation.
 class MediaFoundationPlatform : public transport::VideoPlatform {
  public:
@@ -31,9 +33,14 @@ class MediaFoundationPlatform : public transport::VideoPlatform {
   transport::Obstacle explain(std::size_t index, const transport::StepResult& failed) override;
 
  private:
+  struct Listed {
+    ComPointer<IMFActivate> activation;
+    std::weak_ptr<const InUse> user;  ///< who has it open, or has not finished closing it
+  };
+
   const Enumerate enumerateSources;
   Mutex mutex{LockRank::platform};
-  std::vector<ComPointer<IMFActivate>> enumerated GUARDED_BY(mutex);  ///< until the last start is given back
+  std::vector<Listed> enumerated GUARDED_BY(mutex);  ///< until the last start is given back
   int starts GUARDED_BY(mutex) = 0;
   /// Threads that this platform brought into an apartment, one entry for each time.
   std::vector<DWORD> apartmentThreads GUARDED_BY(mutex);
