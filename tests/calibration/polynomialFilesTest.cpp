@@ -184,6 +184,7 @@ TEST(PolynomialFiles, NothingChangesWithoutAProperFile) {
   }
   const LogCapture log;
   EXPECT_FALSE(loadPFFCP1GainData(nullptr, 3, 2, ""));
+  EXPECT_FALSE(loadBinaryPFFCP2GainData(nullptr, cubic, 3, 2, ""));
   EXPECT_TRUE(log.lines().empty()) << log.text();
 }
 
