@@ -69,6 +69,14 @@ class CorrectionStages : public testing::Test {
 
 constexpr std::uint16_t kRaw = 8064;
 
+TEST_F(CorrectionStages, ATableFarFromItsTargetCorrectsAsWell) {
+  flatField.twoTableFFC = false;
+  flatField.ffcMode = 0;
+  fill(data.ffcAccumulator, 60000u * 32);  // 53000 above the target: more than a kept shift holds
+  EXPECT_EQ(after(applyFlatField, 60064), 7064);
+  EXPECT_EQ(after(applyFlatField, kRaw), 0);
+}
+
 // kRaw against slot 0: 64 above the low table. The pairs' targets: (8000 + 9000) / 2 and (8640 + 9800) / 2.
 TEST_F(CorrectionStages, SwitchesChooseTheFlatField) {
   struct Case {
