@@ -6,7 +6,7 @@ set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
 # scripts/test-windows leaves what Debian has no Windows package of in this folder.
-set(OMBRIX_WINDOWS_PREFIX ${CMAKE_CURRENT_LIST_DIR}/../build/windows/prefix)
+cmake_path(SET OMBRIX_WINDOWS_PREFIX NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../build/windows/prefix)
 set(CMAKE_FIND_ROOT_PATH ${OMBRIX_WINDOWS_PREFIX} /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
