@@ -44,8 +44,8 @@ std::atomic<std::uint8_t> threshold{kUninitialized};
 struct State {
   Mutex consoleMutex{LockRank::console};
   std::function<void(std::string_view)> consoleSink GUARDED_BY(consoleMutex);
-  int terminalRows GUARDED_BY(consoleMutex) = 0;
-  int terminalColumns GUARDED_BY(consoleMutex) = 0;
+  int terminalRows GUARDED_BY(consoleMutex){};
+  int terminalColumns GUARDED_BY(consoleMutex){};
   std::atomic<bool> localTime{false};
 
   Mutex fileMutex{LockRank::logFile};

@@ -3,14 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <numeric>
 
 #include "acquisition/backends/simulated/scene.h"
+#include "core/runtimeFlags.h"
 #include "support/SdkRig.h"
 #include "support/waitFor.h"
 
 namespace {
+
+using namespace std::chrono_literals;
 
 constexpr int kTimeoutMs = 20000;
 
@@ -32,6 +37,23 @@ void switchCorrectionsOff(Ombrix& camera) {
   camera.setDefectivePixelsCorrection(false);
   camera.setMappingMode(Ombrix::mappingLinear, 0, 65535);
 }
+
+/// An output that keeps pictures until it is told to go on.
+class SlowScreen : public transport::ViewerOutput {
+ public:
+  explicit SlowScreen(const std::atomic<bool>& goOn) : released(goOn) {}
+  void show(ImageView<const rgb_24b>) override {
+    const int now = ++showing;
+    if (now > most) most = now;
+    waitFor([&] { return released.load(); }, 20s);
+    --showing;
+    ++shown;
+  }
+  std::atomic<int> showing{0}, most{0}, shown{0};
+
+ private:
+  const std::atomic<bool>& released;
+};
 
 struct ModelCase {
   const char* scenario;
@@ -135,6 +157,25 @@ TEST(FrameDelivery, OneHardwareThreadIsEnough) {
     EXPECT_EQ(a.md.frameNumber, n);
     EXPECT_EQ(b.md.frameNumber, n);
   }
+}
+
+// Both frames wait when the cycle begins: the thread that begins cycles takes the first, another one the
+// second.
+TEST(FrameDelivery, ACycleWaitsForItsSlowestFrame) {
+  std::atomic<bool> released{false};
+  SdkRig rig("marlow3,marlow3;scene=coded;step=on;fpa=25");
+  const Ombrix quick(0), slow(1);
+  auto output = std::make_unique<SlowScreen>(released);
+  const SlowScreen& screen = *output;
+  SdkRig::acquisition(1).viewerOutput = std::move(output);
+  freeRunMode = false;
+  for (const std::size_t device : {0u, 1u}) rig.platform->pump(device, 1);
+  freeRunMode = true;
+  ASSERT_TRUE(waitFor([&] { return screen.showing > 0; }, 20s));
+  rig.platform->pump(1, 1);
+  EXPECT_FALSE(waitFor([&] { return screen.most > 1; }, 300ms));
+  released = true;
+  EXPECT_TRUE(waitFor([&] { return screen.shown > 1; }, 20s));
 }
 
 TEST(FrameDelivery, BadSamplesAreNoFrames) {
