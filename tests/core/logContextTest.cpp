@@ -47,6 +47,10 @@ TEST(LogContextTest, ReadsTheScopesOutOfEveryCompilersSignature) {
   };
   for (const Case& c : cases)
     EXPECT_EQ(logger::tag({c.function, c.signature}), Tag(c.scopes, c.function)) << c.signature;
+  for (const char part : {'a', 'z', 'A', 'Z', '0', '9', '_'}) {
+    const std::string scope = std::string("x") + part + "run", signature = "void " + scope + "(int)::run()";
+    EXPECT_EQ(logger::tag({"run", signature.c_str()}), Tag(scope, "run")) << signature;
+  }
 }
 
 struct Probe {

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "core/RecyclingAllocator.h"
 #include "core/multithreading.h"
 #include "support/LogCapture.h"
 #include "support/allocationCounter.h"
@@ -166,6 +167,19 @@ TEST(ThreadPoolTest, RunPendingServesTheQueueWhileEveryWorkerIsBusy) {
 }
 
 #if !OMBRIX_SANITIZED
+TEST(ThreadPoolTest, NoBlockHasTwoOwners) {
+  ThreadPool::RecyclingAllocator<char> allocator;
+  constexpr std::size_t kLarge = 200;
+  allocator.deallocate(allocator.allocate(kLarge), kLarge);
+  char* const small = allocator.allocate(1);
+  char* const large = static_cast<char*>(::operator new(kLarge));  // the heap hands out what it got back last
+  EXPECT_NE(small, large);
+  allocator.deallocate(small, 1);
+  EXPECT_EQ(allocator.allocate(1), small);
+  allocator.deallocate(small, 1);
+  ::operator delete(large);
+}
+
 TEST(ThreadPoolTest, ASteadyLoadAllocatesNothing) {
   const LogCapture log(logger::verbosityInfo);
   WorkerPool pool(2);

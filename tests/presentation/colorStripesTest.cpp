@@ -6,6 +6,7 @@
 
 #include "common/image.h"
 #include "core/multithreading.h"
+#include "core/settings.h"
 #include "presentation/kernels/colorizeRows.h"
 #include "support/LogCapture.h"
 
@@ -65,20 +66,26 @@ TEST_P(ColorStripes, RowsBeyondTheLastFullStripeKeepTheirColours) {
   if (GetParam() != 0) pool = std::make_unique<WorkerPool>(GetParam());
   WorkerPool* const earlier = processingPool;
   processingPool = pool.get();
-  const LogCapture quiet(logger::verbosityErrors);
+  settings::create(0, nullptr);
+  settings::inst()->parseParam("processingUnits=4");
+  const LogCapture log(logger::verbosityErrors);
   const auto table = distinctColors();
   struct Row {
-    std::uint16_t height;
+    std::uint16_t width, height;
     unsigned stripes;
     std::uint32_t painted;
   };
+  // Large pictures are split among the workers, and done when the call returns.
   for (const Row& row :
-       {Row{481, 4, 480}, Row{481, 1, 481}, Row{10, 3, 9}, Row{7, 7, 7}, Row{7, 8, 0}, Row{481, 1024, 0}}) {
-    SCOPED_TRACE(testing::Message() << row.height << " rows in " << row.stripes);
-    Pictures pictures(3, row.height);
+       {Row{3, 481, 4, 480}, Row{3, 481, 1, 481}, Row{3, 10, 3, 9}, Row{3, 7, 7, 7}, Row{3, 7, 8, 0},
+        Row{3, 481, 1024, 0}, Row{1040, 481, 3, 480}, Row{1040, 481, 4, 480}, Row{1040, 481, 1024, 0}}) {
+    SCOPED_TRACE(testing::Message() << row.width << " wide, " << row.height << " rows in " << row.stripes);
+    Pictures pictures(row.width, row.height);
     paintStripes(pictures.levels.view(), pictures.colors.view(), *table, row.stripes);
     pictures.expectPainted(0, row.painted);
   }
+  EXPECT_EQ(log.text(), "");
+  settings::release();
   processingPool = earlier;
 }
 

@@ -67,7 +67,6 @@ void paint(const std::uint16_t* levels, std::size_t count, const std::uint8_t* t
 void colorizeRows(ImageView<const std::uint16_t> levels, ImageView<rgb_24b> colors, const ColorTable& table,
                   std::uint32_t firstRow, std::uint32_t lastRow) {
   const std::size_t count = std::size_t{lastRow - firstRow} * levels.width;
-  if (count == 0) return;
   paint(levels.row(firstRow), count, table.bytes(), reinterpret_cast<std::uint8_t*>(colors.row(firstRow)));
 }
 

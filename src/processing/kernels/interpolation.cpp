@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <type_traits>
+#include <utility>
 
 #include "common/numerics.h"
 
@@ -24,13 +25,10 @@ inline float weigh(const float* weights, ValueOf&& valueOf) {
   for (std::uint32_t k = 1; k < taps; ++k) {
     const float value = valueOf(k);
     sum += weights[k] * value;
-    low = value < low ? value : low;
-    high = value > high ? value : high;
+    low = std::min(low, value);
+    high = std::max(high, value);
   }
-  if constexpr (limited) {
-    sum = sum < low ? low : sum;
-    sum = sum > high ? high : sum;
-  }
+  if constexpr (limited) sum = std::min(std::max(sum, low), high);
   return sum;
 }
 
@@ -106,8 +104,8 @@ void interpolateRows(ImageView<const std::uint16_t> in, ImageView<std::uint16_t>
   const std::uint32_t first = columns.first.front();
   const std::uint32_t end = columns.first.back() + columns.count.back();
   std::array<float*, kLanes> lines;
-  for (std::uint32_t r = 0; r < kLanes; ++r) lines[r] = scratch + std::size_t{r} * in.width;
-  float* const mixed = scratch + std::size_t{kLanes} * in.width;
+  float* mixed = scratch;  // behind the lines
+  for (float*& line : lines) line = std::exchange(mixed, mixed + in.width);
 
   for (std::uint32_t y = band.first; y < band.end; y += kLanes) {
     LanePointers target;
