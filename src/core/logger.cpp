@@ -49,7 +49,7 @@ struct State {
   std::atomic<bool> localTime{false};
 
   Mutex fileMutex{LockRank::logFile};
-  std::atomic<bool> fileLogging{false};  // written under the file mutex
+  std::atomic<bool> fileLogging{};  // written under the file mutex
   std::string logDirectory GUARDED_BY(fileMutex);
   std::array<LevelFile, 4> files GUARDED_BY(fileMutex);
 };

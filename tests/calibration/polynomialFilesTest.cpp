@@ -92,6 +92,8 @@ TEST(PolynomialFiles, EveryFormatFillsItsFieldsAndWritesTheSameBytes) {
     const std::string detail = format.binary ? std::to_string(6 * format.fields) + " values" : "6 lines"s;
     EXPECT_TRUE(log.contains("File '" + formatPath(format) + "' loaded (" + detail + ")")) << log.text();
     EXPECT_FALSE(format.save(table.data(), scratch.subfolder("folder")));
+    EXPECT_FALSE(format.save(nullptr, copy));
+    EXPECT_EQ(log.count("Error while saving file"), 2u) << log.text();
   }
 }
 
