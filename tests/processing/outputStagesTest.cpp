@@ -84,6 +84,9 @@ TEST_F(OutputStages, BothZoomsAndTheSplitPicture) {
   EXPECT_EQ(feed(), (Levels{100, 100, 425, 450, 1100, 1100, 925, 950}));
   EXPECT_EQ(pixels(data.zoomImage), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
   EXPECT_EQ(pixels(data.splitImage), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
+  settings::inst()->splitDemo = false;
+  EXPECT_EQ(feed(), (Levels{350, 375, 425, 450, 850, 875, 925, 950}));
+  settings::inst()->splitDemo = true;
   output.zoomFactor = 0.4f;
   output.secondZoomFactor = nan;
   EXPECT_EQ(feed(), ramp);

@@ -76,7 +76,8 @@ TEST_F(TableRefresh, TablesFollowTheSensor) {
   } cases[] = {
       {22.5f, 20, 30, 5100}, {12.0f, 10, 20, 5060},  // below the pair: the next one
       {-5.0f, 10, 20, 5100}, {20.2f, 10, 20, 4900},  // beyond it by less than the hysteresis
-      {25.0f, 20, 30, 5000}, {-273.65f, 20, 30, 5000}, {NAN, 20, 30, 5000},  // no temperature: nothing changes
+      {25.0f, 20, 30, 5000}, {-273.65f, 20, 30, 5000},
+      {NAN, 20, 30, 5000},  // no temperature: nothing changes
       {90.0f, 20, 30, 4800},
   };
   for (const auto& c : cases) {

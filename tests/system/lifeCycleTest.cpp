@@ -34,6 +34,7 @@ constexpr auto kClosingBound = 8s;
 Clock::duration closingTime(SdkRig& rig) {
   const auto start = Clock::now();
   rig.sdk.reset();
+  EXPECT_FALSE(freeRunMode || workerRunningFlag);
   return Clock::now() - start;
 }
 
