@@ -64,7 +64,9 @@ TEST(ShutterRunSequence, EveryEventInEveryPhase) {
     const int number = static_cast<int>(c.phase);
     Sequence run = runIn(c.phase);
     ASSERT_EQ(run.phase(), c.phase);
+    const std::uint32_t ended = run.runsEnded();
     EXPECT_EQ(run.cancel(), c.afterCancel != c.phase) << number;
+    EXPECT_EQ(run.runsEnded(), ended + (c.afterCancel != c.phase ? 1 : 0)) << "waiters look for it";
     EXPECT_EQ(run.phase(), c.afterCancel) << number;
     run = runIn(c.phase);
     EXPECT_EQ(run.nextFrame(), c.step) << number;
@@ -72,6 +74,7 @@ TEST(ShutterRunSequence, EveryEventInEveryPhase) {
     run = runIn(c.phase);
     EXPECT_EQ(run.finish(), c.phase == Phase::finishing) << number;
     EXPECT_EQ(run.phase(), c.afterFinish) << number;
+    EXPECT_EQ(run.runsEnded(), ended + (c.phase == Phase::finishing ? 1 : 0)) << number;
     run = runIn(c.phase);
     run.request(2);
     EXPECT_EQ(run.phase(), Phase::requested) << number;
