@@ -96,6 +96,10 @@ TEST_P(FrameRoad, DeliversEveryFrameInOrderWithItsNumber) {
     EXPECT_EQ(std::accumulate(color.histogram.begin(), color.histogram.end(), std::uint64_t{0}),
               width * height);
   }
+  {
+    FairLock lock(frameMutex);
+    EXPECT_GT(SdkRig::acquisition(0).publicationRate, 0.01f) << "the first frame has no period";
+  }
   // The grey preset keeps the order of levels.
   const std::size_t dark = 1, bright = 5 * width + 9;
   EXPECT_LT(color.colors[dark].r, color.colors[bright].r);
