@@ -100,6 +100,12 @@ TEST_F(LoggerTest, EveryLineAtEveryLevelIsTheOneWrittenDown) {
   EXPECT_EQ(printed, golden);
 }
 
+TEST_F(LoggerTest, WithoutADirectoryThereAreNoFiles) {
+  logger::init(logger::verbosityDebug, "", false, false);
+  callEveryPrinter();
+  EXPECT_EQ(console.find(".log"), std::string::npos) << console;
+}
+
 TEST_F(LoggerTest, ASecondInitIsRefusedAndChangesNothing) {
   logger::init(logger::verbosityErrors, "", false, false);
   init(3);

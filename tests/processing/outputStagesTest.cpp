@@ -87,8 +87,10 @@ TEST_F(OutputStages, BothZoomsAndTheSplitPicture) {
   settings::inst()->splitDemo = false;
   EXPECT_EQ(feed(), (Levels{350, 375, 425, 450, 850, 875, 925, 950}));
   settings::inst()->splitDemo = true;
-  output.zoomFactor = 0.4f;
   output.secondZoomFactor = nan;
+  EXPECT_EQ(feed(), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
+  EXPECT_EQ(pixels(data.splitImage), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
+  output.zoomFactor = 0.4f;
   EXPECT_EQ(feed(), ramp);
 }
 
