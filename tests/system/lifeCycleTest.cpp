@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "core/Core.h"
 #include "core/runtimeFlags.h"
 #include "core/settings.h"
 #include "platform/system.h"
@@ -67,6 +68,16 @@ TEST(LifeCycle, WithoutCamerasItComesUpAndSaysSo) {
 #endif
   transport::installVideoPlatform(nullptr);
   EXPECT_EQ(settings::inst(), nullptr);
+}
+
+TEST(LifeCycle, TheWorkerMayRunBeforeTheFirstCamera) {
+  SdkRig rig("marlow3;scene=coded");
+  Core::init();
+  EXPECT_TRUE(freeRunMode && workerRunningFlag);
+  Ombrix camera(0);
+  EXPECT_EQ(rig.log.count("Starting worker thread"), 1u);
+  EXPECT_EQ(rig.log.count("Worker thread is already running"), 1u);
+  EXPECT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
 }
 
 TEST(LifeCycle, ACameraThatCannotBeOpenedSaysWhyAndHarmsNobody) {
