@@ -8,6 +8,7 @@
 #include "acquisition/imageAcquisition.h"
 #include "core/settings.h"
 #include "processing/process.h"
+#include "processing/splitCorrections.h"
 
 namespace {
 
@@ -108,6 +109,34 @@ TEST_F(OutputStages, CalibrationsSuspendTheSpatialFilter) {
     // 363: against the noise of 64 levels that it takes for the least.
     EXPECT_EQ(feed({100, 500, 100, 100, 100, 100, 100, 100})[1], c.state == 2 ? 500 : 363);
     EXPECT_EQ(output.spatialFilterState, c.state);
+  }
+}
+
+TEST_F(OutputStages, TheFilterFollowsTheSecondZoom) {
+  const Levels dot{100, 500, 100, 100, 100, 100, 100, 100};
+  output.secondInterpolation = 0;
+  output.secondZoomFactor = 2.0f;
+  const Levels zoomed = feed(dot);
+  EXPECT_EQ(zoomed, (Levels{500, 500, 100, 100, 100, 100, 100, 100}));
+  output.secondZoomFactor = 1.0f;
+  output.spatialFiltering = true;
+  const Levels expected = feed(zoomed);
+  output.secondZoomFactor = 2.0f;
+  EXPECT_EQ(feed(dot), expected);
+}
+
+TEST_F(OutputStages, PicturesOfOtherSizesAreNotCorrected) {
+  image<unsigned short> frame(4, 4);
+  std::fill_n(frame.data, 16, std::uint16_t{100});
+  const image<float> fitting(4, 4);
+  for (const auto& [width, height] : {std::pair{3, 4}, {4, 3}}) {
+    const auto w = static_cast<std::uint16_t>(width), h = static_cast<std::uint16_t>(height);
+    image<unsigned short> state(w, h);
+    const image<float> other(w, h);
+    EWMA(frame, state, 0.5f, 1);
+    applyFFC(frame, other, fitting, 233.15f, 100.0f, 1);
+    applyFFC(frame, fitting, other, 233.15f, 100.0f, 1);
+    EXPECT_EQ(pixels(frame), Levels(16, 100)) << width << 'x' << height;
   }
 }
 
