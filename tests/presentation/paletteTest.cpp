@@ -140,6 +140,12 @@ TEST_F(PaletteTest, ComposedTableEqualsTheSingleSteps) {
                   stepByStep(static_cast<std::uint16_t>(level), presets[index], curve, map, negation))
             << "preset " << index << " level " << level << " negation " << negation;
       }
+      const bool inverted = std::exchange(presets[index].invert, false);
+      for (const std::size_t i : {0u, 100u, 255u}) {
+        const auto level = static_cast<std::uint16_t>(Palette::kColorStep * i);
+        EXPECT_EQ(palette.plainColors()[i], stepByStep(level, presets[index], curve, map, false)) << index;
+      }
+      presets[index].invert = inverted;
     }
   }
 }

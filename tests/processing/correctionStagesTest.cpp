@@ -295,6 +295,8 @@ TEST_F(CorrectionStages, TheRunningAverageStartsWithAPicture) {
   EXPECT_EQ(after(filterTemporally, 900, 7), 900);
   output.temporalFiltering = 1.0f;
   EXPECT_EQ(after(filterTemporally, 900, 8), 175);
+  data.allocate(data.rawImage.width, data.rawImage.height);  // another stream
+  EXPECT_EQ(after(filterTemporally, 900, 9), 900);
   // A first frame starts it anew, even one that was not filtered; averaging 65534 with itself gives 65533.
   output.temporalFiltering = 0.0f;
   EXPECT_EQ(after(filterTemporally, 900, 1), 900);

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <future>
+#include <utility>
 #include <vector>
 
 #include "core/multithreading.h"
@@ -33,6 +34,12 @@ TEST(RowBands, CorrectionStagesRoundTheBandUp) {
           << t << " of " << c.tasks << ", " << c.height;
   EXPECT_EQ(kernels::rowBand(0xFFFFFFFF, 2, 0xFFFFFFFF),
             (RowBand{0xFFFFFFFF, 0xFFFFFFFF}));  // no wrap to row 0
+}
+
+TEST(RunBands, UnitsAreLimitedAndSmallPicturesStayWhole) {
+  for (const auto& [units, tasks] : {std::pair{-5, 1u}, {0, 1u}, {1, 1u}, {7, 7u}, {100'000, 1024u}})
+    EXPECT_EQ(bandTaskCount(units), tasks) << units;
+  EXPECT_EQ(bandTaskCountOf(499'999), 1u);
 }
 
 TEST(RunBands, TheCallerTakesTheBandsThatNoWorkerIsFreeFor) {
