@@ -345,6 +345,12 @@ TEST(UpdatePolyfit, EvaluatesWhenTheSensorHasMoved) {
   EXPECT_EQ(data.tableStage.gainRange.high, 0.25f);
   EXPECT_EQ(data.tableStage.offsetRange.low, 14.0f);
   EXPECT_EQ(data.tableStage.offsetRange.high, 17.0f);
+  for (const auto model : {PolynomialModel::linear, PolynomialModel::quadraticOffset, PolynomialModel::cubic,
+                           PolynomialModel::logarithmic}) {
+    polynomials.model = model;
+    polynomials.evaluated = false;
+    EXPECT_TRUE(camera.updatePolyfit()) << static_cast<int>(model);
+  }
   polynomials.coefficients.pop_back();
   camera.device.sensorTemperatureK = 9.0f;
   EXPECT_FALSE(camera.updatePolyfit());  // of another size
