@@ -21,6 +21,7 @@ TEST(BadPixels, ReadsByRowsAndWritesBack) {
   EXPECT_TRUE(loadBadPixelsList(&list, 3, 2, goldenPath("calibration_3x2.dpc")));
   EXPECT_EQ(list, (List{{2, 0}, {0, 1}, {1, 1}}));
   EXPECT_TRUE(log.contains("File '" + goldenPath("calibration_3x2.dpc") + "' loaded")) << log.text();
+  EXPECT_FALSE(loadBadPixelsList(nullptr, 3, 2, goldenPath("calibration_3x2.dpc")));
 
   list.insert(list.begin(), {{3, 0}, {0, 2}, {-1, 1}, {1, -1}});
   const std::string copy = scratch.path("copy.dpc");
