@@ -260,9 +260,11 @@ TEST_F(CalibrationRuns, AShutterRunCancelsTheAutomaticCalibration) {
   data.calibration.ffcLowTemperature = 20.0f;
   feedTimes(5, 100);
   ASSERT_TRUE(data.calibration.ffcCalibrating);
+  EXPECT_FALSE(data.flatField.shutterlessCorrection);
   camera.requestShutterRun(2);
   feed(200);
   EXPECT_FALSE(data.calibration.ffcCalibrating);
+  EXPECT_EQ(data.calibration.ffcFramesTaken, 0);
   EXPECT_TRUE(data.flatField.shutterlessCorrection);
   EXPECT_EQ(data.calibration.ffcLowTemperature, 20.0f);
   camera.device.sensorTemperatureK = 310.0f;  // does not fire during a run
@@ -274,6 +276,7 @@ TEST_F(CalibrationRuns, AShutterRunCancelsTheAutomaticCalibration) {
 
 TEST_F(CalibrationRuns, AShutterRunGivenUpBeforeItBeganLeavesTheAutomaticCalibrationAlone) {
   data.calibration.autoFFC = true;
+  data.calibration.saveCalibrationAt25 = true;
   data.calibration.ffcFramesToTake = 3;
   feedTimes(2, 100);
   ASSERT_TRUE(data.calibration.ffcCalibrating);
@@ -283,6 +286,7 @@ TEST_F(CalibrationRuns, AShutterRunGivenUpBeforeItBeganLeavesTheAutomaticCalibra
   EXPECT_FALSE(data.calibration.ffcCalibrating);
   EXPECT_EQ(slot0(), (std::vector<unsigned>{306, 336, 366, 396}));
   EXPECT_EQ(data.calibration.ffcFramesToTake, 3);
+  EXPECT_TRUE(fs::exists("data/025/Toy_7_25.ffc"));
 }
 
 TEST_F(CalibrationRuns, WithoutAFileTheResultStillCounts) {
