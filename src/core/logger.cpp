@@ -44,12 +44,12 @@ std::atomic<std::uint8_t> threshold{kUninitialized};
 struct State {
   Mutex consoleMutex{LockRank::console};
   std::function<void(std::string_view)> consoleSink GUARDED_BY(consoleMutex);
-  int terminalRows GUARDED_BY(consoleMutex){};
-  int terminalColumns GUARDED_BY(consoleMutex){};
+  int terminalRows GUARDED_BY(consoleMutex) = 0;
+  int terminalColumns GUARDED_BY(consoleMutex) = 0;
   std::atomic<bool> localTime{false};
 
   Mutex fileMutex{LockRank::logFile};
-  std::atomic<bool> fileLogging{};  // written under the file mutex
+  std::atomic<bool> fileLogging{false};  // written under the file mutex
   std::string logDirectory GUARDED_BY(fileMutex);
   std::array<LevelFile, 4> files GUARDED_BY(fileMutex);
 };

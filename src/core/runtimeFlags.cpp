@@ -1,5 +1,5 @@
 #include "core/runtimeFlags.h"
 
-std::atomic<bool> workerRunningFlag{};
-std::atomic<bool> freeRunMode{};
-std::atomic<bool> acquiringFlag{};
+std::atomic<bool> workerRunningFlag{false};
+std::atomic<bool> freeRunMode{false};
+std::atomic<bool> acquiringFlag{false};
