@@ -209,6 +209,8 @@ TEST_F(PaletteTest, AdjustmentRebuildsTheColours) {
   EXPECT_TRUE(gray.r == gray.g && gray.g == gray.b);
   palette.setAdjustment(1.0f, std::nanf(""));
   EXPECT_EQ(colorOf(palette, 20000), gray);
+  palette.setAdjustment(0.0f, 0.5f);
+  EXPECT_GT(colorOf(palette, 20000).r, gray.r);
   palette.setAdjustment(1.0f, 1.0f);
   EXPECT_NE(colorOf(palette, 20000), gray);
 }

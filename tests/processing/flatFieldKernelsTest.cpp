@@ -36,6 +36,7 @@ TEST(FlatFieldTables, OffsetIsTheLevelOfTheTable) {
       {1000, 16777217, 0, 16777, 0, true},           // rounds to 16777216, which is level 1000
       {1001, 16777217, 0, 1, 0, false},              //
       {65535, 4294836225u, 300, 65535, 301, false},  // 65535 * 65535 rounds down to level 65534
+      {65535, 33553962, 0, 521, 1133, false},        // 64402.998, which single precision takes for 64403
       {40000, 0, 32767, 1, 65535, true},             // the largest shifts either way, over the ends
       {100, 32767, 0, 1, 0, true},                   //
       {32000, 0, 32768, 1, 64768, false},            //
@@ -91,6 +92,8 @@ TEST(FlatFieldTables, AreShown) {
   const std::vector<float> values{-2.0f, -1.0f, 0.0f, 2.5f};
   kernels::showValues({values.data(), 4, 1}, -2.0f, 2.0f, row(frame));
   EXPECT_EQ(frame, (Levels{0, 16383, 32767, 65535}));
+  kernels::showValues({values.data(), 4, 1}, -0.25f, 0.25f, row(frame));  // gains span less than 1
+  EXPECT_EQ(frame, (Levels{0, 0, 32767, 65535}));
   kernels::showValues({values.data(), 4, 1}, 1.0f, 1.0f, row(frame));
   EXPECT_EQ(frame, Levels(4, 0));
 }
@@ -106,6 +109,12 @@ TEST(PolynomialFlatField, GainAndOffsetGiveLevels) {
   kernels::applyGainAndOffset(levels, gain, offset, kernels::LevelScale(10.0f, 262.14f));
   // 9999.999 in single precision.
   EXPECT_EQ(levels, (Levels{9999, 0, 0, 65535, 0, 0, 0, 0, 0}));
+
+  const std::vector<ffcPixelPolyfit> pixel{{1, 1, 1, 1, 1, 1, 1}};
+  std::vector<float> untouched{7.0f};
+  EXPECT_FALSE(kernels::evaluatePolynomials(pixel, PolynomialModel::unknown, kernels::PolynomialTerms(300.0f),
+                                            untouched, untouched));
+  EXPECT_EQ(untouched[0], 7.0f);
 
   kernels::ValueRange range;
   EXPECT_FALSE(range.known());

@@ -41,7 +41,7 @@ constexpr float kMinK = 233.15f, kSpanK = 262.14f;
 constexpr float kInf = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
 
 enum Data { anything, extremes, ends, scene, allZero, allFull };
-constexpr Pairs::value_type kSizes[] = {{1, 1},  {3, 2},   {17, 11},  {33, 7},  {131, 1},
+constexpr Pairs::value_type kSizes[] = {{1, 1},  {3, 2},   {17, 11},  {33, 5},  {131, 1},
                                         {1, 41}, {80, 60}, {29, 301}, {4200, 9}};
 
 /// What kernels are given.
@@ -85,7 +85,7 @@ struct Input : Picture {
     const auto any = static_cast<std::uint32_t>(random());
     const std::uint32_t full = 0xFFFFFFFFu, gentle = 8000u * frames + any % (500u * frames);
     if (kind == extremes && any % 4 == 0) return any % 8 == 0 ? 0 : full;
-    if (kind >= allZero) return kind == allZero ? 0 : full;
+    if (kind >= allZero) return kind == allZero ? 0 : width % 2 == 0 ? 1u << 31 : full;
     return y % 3 == 2 && kind != scene ? any : gentle;
   }
 
@@ -384,7 +384,7 @@ TEST(PlainReference, OfEqualisedGain) {
     for (const auto& [low, high] :
          {std::pair<std::uint16_t, std::uint16_t>{0, 65535}, {8990, 9100}, {9000, 8000}}) {
       for (const int steepest : {0, 41, 205}) {
-        const float weights[] = {in.weight, 0.75f, 1.0f, -2.0f, 9.0f, kNaN};
+        const float weights[] = {in.weight, 0.75f, 1.0f, -0.5f, 9.0f, kNaN};
         const float weight = weights[choice++ % 6];
         const Levels expected = plain::gainTable(histogram, low, high, weight, steepest);
         c.renew();
@@ -436,7 +436,7 @@ TEST(PlainReference, OfTheTarget) {
 
 TEST(PlainReference, OfRotation) {
   onAllData([](Check& c, const Input& in) {
-    for (const double degrees : {90.0, 180.0, 270.0, 17.3, 211.0, 359.99}) {
+    for (const double degrees : {0.0, 90.0, 180.0, 270.0, 17.3, 211.0, 359.99}) {
       c.intoOut(plain::turned(in, degrees), 0, [&](RowBand band, auto) {
         kernels::rotateImage(c.all(), c.shown(), kernels::rotationStep(degrees), band);
       });

@@ -88,6 +88,14 @@ TEST(Interpolation, HandValues) {
   }
 }
 
+TEST(Interpolation, WeightsFollowTheSizeOfTheImage) {
+  kernels::InterpolationWeights weights;
+  for (const auto& [width, height] : {std::pair{4u, 3u}, {6u, 3u}, {6u, 5u}}) {
+    weights.prepare(2.0f, 1, width, height);
+    EXPECT_TRUE(weights.columns.first.size() == width && weights.rows.first.size() == height) << width;
+  }
+}
+
 TEST(Interpolation, IntegerZoomShowsTheCentre) {
   const Picture ramp = pictureOf({4, 1}, {0, 100, 200, 300});
   EXPECT_EQ(zoomedByBlocks(ramp, 2), (Levels{100, 100, 200, 200}));
@@ -118,7 +126,7 @@ TEST(Rotation, QuarterTurnsAreExact) {
   EXPECT_EQ(rotated(in, 270), (Levels{3, 6, 9, 2, 5, 8, 1, 4, 7}));
   EXPECT_EQ(rotated(in, -90), rotated(in, 270));
   EXPECT_EQ(rotated(in, 360), pixelsOf(in));
-  EXPECT_EQ(rotated(in, -720), pixelsOf(in));
+  EXPECT_EQ(rotated(in, -36000), pixelsOf(in));
   // Not square: the middle is turned and its ends go on to the left and right.
   EXPECT_EQ(rotated(pictureOf({4, 2}, {1, 2, 3, 4, 5, 6, 7, 8}), 90), (Levels{6, 6, 2, 2, 7, 7, 3, 3}));
 }
@@ -148,7 +156,13 @@ Moments momentsOf(const Levels& levels) {
 }
 
 TEST(SpatialFilter, LowersNoiseAndKeepsTheMean) {
-  EXPECT_EQ(kernels::noiseSigma(pictureOf({2, 9}, {0, 65535, 0}).view()), 0.0f);  // too narrow to tell
+  // Too narrow or too low to tell.
+  EXPECT_EQ(kernels::noiseSigma(pictureOf({2, 9}, {0, 65535, 0}).view()), 0.0f);
+  EXPECT_EQ(kernels::noiseSigma(pictureOf({9, 2}, {0, 65535, 0}).view()), 0.0f);
+  // A pixel of 60 amid zeros: 4 * 60 / 6 * sqrt(pi / 2). Of six rows, only the second is looked at.
+  const Levels spot{0, 0, 0, 0, 60, 0, 0, 0, 0};
+  EXPECT_FLOAT_EQ(kernels::noiseSigma(pictureOf({3, 3}, spot).view()), 50.132565f);
+  EXPECT_FLOAT_EQ(kernels::noiseSigma(pictureOf({3, 6}, spot).view()), 50.132565f);
   for (const double sigma : {80.0, 300.0, 1500.0}) {
     const Picture in = noisyStep(sigma, 0.0, 5);
     const float estimate = kernels::noiseSigma(in.view());

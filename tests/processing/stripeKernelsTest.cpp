@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "processing/kernels/columnStripes.h"
 #include "processing/kernels/medianMagnitude.h"
 #include "processing/kernels/stripes.h"
 
@@ -31,6 +32,35 @@ TEST(StripeKernels, OffsetsGoAsFarAsSixSegmentsDo) {
     EXPECT_FLOAT_EQ(offsets.remaining(1, c.removed, c.limit), c.remains) << c.says[0];
     EXPECT_EQ(offsets.remaining(2, c.removed, c.limit), 0.0f);
   }
+}
+
+// Of an image's 8 segments of 8 or 9 rows: the vote of an eighth of them counts, that of one row less
+// does not.
+TEST(StripeKernels, AnEighthOfTheRowsDecides) {
+  for (const auto& [rows, enough] : {std::pair{8, 1}, {9, 2}}) {
+    for (const int voters : {enough - 1, enough}) {
+      kernels::ColumnVotes votes;
+      votes.allocate(17);
+      for (std::size_t s = 0; s < 8; ++s)
+        votes.voters[17 * s + 8] = voters, votes.sums[17 * s + 8] = 34 * voters;
+      kernels::StripeOffsets offsets;
+      offsets.allocate(17);
+      std::vector<float> profile(17), sums(17);
+      kernels::measureColumnOffsets(votes, static_cast<std::uint32_t>(8 * rows), profile, sums, offsets);
+      // Nine columns of 34, less their mean over all 17.
+      EXPECT_FLOAT_EQ(offsets.remaining(8, 0, 80), voters < enough ? 0.0f : 16.0f) << rows << ' ' << voters;
+    }
+  }
+}
+
+// 1023 levels from one column to the next, in the 128 rows of each segment.
+TEST(StripeKernels, TheLargestVotesOfManyRowsAddUp) {
+  Levels levels(17 * 1024);
+  for (std::size_t i = 0; i < levels.size(); ++i) levels[i] = i % 17 < 9 ? 20000 : 21023;
+  kernels::ColumnVotes votes;
+  votes.allocate(17);
+  kernels::sumColumnVotes({levels.data(), 17, 1024}, {1023, 1023}, {0, 8}, votes);
+  EXPECT_TRUE(votes.sums[9] == 128 * 1023 && votes.voters[9] == 128) << votes.sums[9];
 }
 
 TEST(StripeKernels, TheMedianIsPlacedWithinItsUnit) {
