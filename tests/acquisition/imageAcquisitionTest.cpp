@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <thread>
 
 #include "acquisition/acquiringCount.h"
 #include "acquisition/deviceTable.h"
 #include "core/settings.h"
 #include "support/LogCapture.h"
+#include "support/waitFor.h"
 
 namespace {
 
@@ -135,6 +137,16 @@ TEST_F(RingCase, EveryFourthDeliveryIsOneSlotOld) {
   }
 }
 
+TEST_F(RingCase, AWaitingCallerGetsCopies) {
+  const int expected[] = {0, 2, 3, 4, 4};
+  for (int i = 0; i < 5; ++i) {
+    arrive(static_cast<unsigned short>(i + 1));
+    ASSERT_TRUE(camera.getImage(out, 0));
+    EXPECT_EQ(out.data[7], expected[i]) << "delivery " << i + 1;
+    out.data[7] = 99;
+  }
+}
+
 TEST_F(RingCase, AWakeUpWithoutANewFrameBringsNoStalePixels) {
   arrive(1);
   arrive(2);
@@ -169,23 +181,35 @@ TEST_F(RingCase, PairedDeliveryWaitsForTemperatureOrTrigger) {
   EXPECT_FALSE(camera.takeImage()) << "a trigger alone is no frame";
   arrive(3);
   EXPECT_TRUE(camera.takeImage());
+  arrive(4);
+  EXPECT_FALSE(camera.takeImage()) << "so does a temperature";
 }
 
 TEST_F(RingCase, UnboundedWaitLeavesWhenTheCameraStops) {
-  bool delivered = true;
+  std::atomic<int> answer{-1};
   out.data[0] = 9;
-  std::thread waiter([&] { delivered = camera.getImage(out, 0); });
+  std::thread waiter([&] { answer = camera.getImage(out, 0); });
+  EXPECT_FALSE(waitFor([&] { return answer != -1; }, std::chrono::milliseconds(20))) << "there is no frame";
   camera.requestStop();
   waiter.join();
-  EXPECT_FALSE(delivered);
+  EXPECT_EQ(answer, 0);
+  EXPECT_EQ(out.data[0], 0);
+  arrive(7);  // too late
+  EXPECT_FALSE(camera.hasImage());
+  EXPECT_FALSE(camera.takeImage());
+  out.data[0] = 9;
+  EXPECT_FALSE(camera.getImage(out, 0));
   EXPECT_EQ(out.data[0], 0);
 }
 
 TEST_F(RingCase, WithoutARingNothingIsCopied) {
+  const LogCapture log;
   camera.ring.release();
   out.data[0] = 9;
   EXPECT_TRUE(camera.getImage(out, 0));
   EXPECT_EQ(out.data[0], 9);
+  EXPECT_FALSE(camera.takeImage());
+  EXPECT_EQ(log.lines().size(), 0u) << log.text();
 }
 
 TEST_F(RingCase, AnImageOfAnotherSizeIsNotFilled) {

@@ -24,14 +24,18 @@ TEST(LogContextTest, ReadsTheScopesOutOfEveryCompilersSignature) {
       {"load", "bool __cdecl `anonymous-namespace'::load(void)", ""},
       {"load", "int __cdecl kernels::load<int,class std::vector<int,class std::allocator<int>>>(int)",
        "kernels"},
+      {"load", "kernels::`anonymous-namespace'::Reader::load(void)", "kernels::Reader"},
       {"operator ()", "auto __cdecl Core::init::<lambda_1>::operator ()(int) const", "Core::init"},
       // GCC
       {"Core", "Core::Core()", "Core"},
       {"load", "std::string {anonymous}::load(const std::__cxx11::basic_string<char>&)", ""},
       {"at", "T Table<T, N>::at(int) const [with T = float; int N = 3]", "Table<T, N>"},
-      {"at", "int ns::Table<std::vector<std::vector<int>>>::at(int)", "ns::Table<vector<vector<int> > >"},
-      {"run", "std::future<run(int)> kernels::run(std::function<int(run)>)", "kernels"},
+      {"load", "bool kernels::{anonymous}::Reader::load()", "kernels::Reader"},
+      {"at", "int ns::Table<std::vector<std::__cxx11::list<int>>>::at(int)",
+       "ns::Table<vector<list<int> > >"},
+      {"run", "std::pair<f(int), run(int)> kernels::run(std::function<int(run)>)", "kernels"},
       {"run", "void rerun::run()", "rerun"},
+      {"run", "xrun(int)::run()", "xrun"},
       {"operator()", "kernels::Engine::start(int) const::<lambda(int)>", "kernels::Engine::start"},
       {"operator()", "start(T) [with T = int]::<lambda()>", "start"},
       {"operator==", "bool Table::operator==(const Table&) const", "Table"},
@@ -44,10 +48,11 @@ TEST(LogContextTest, ReadsTheScopesOutOfEveryCompilersSignature) {
       {"", "", ""},
       {"load", "load(((<<", ""},
       {"load", ")>::load(", ""},
+      {"load", ") [load()] {load()} ns::load()", "ns"},
   };
   for (const Case& c : cases)
     EXPECT_EQ(logger::tag({c.function, c.signature}), Tag(c.scopes, c.function)) << c.signature;
-  for (const char part : {'a', 'z', 'A', 'Z', '0', '9', '_'}) {
+  for (const char part : {'a', 'z', 'A', 'Z', '0', '9', '_', '~', '$'}) {
     const std::string scope = std::string("x") + part + "run", signature = "void " + scope + "(int)::run()";
     EXPECT_EQ(logger::tag({"run", signature.c_str()}), Tag(scope, "run")) << signature;
   }

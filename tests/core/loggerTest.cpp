@@ -104,6 +104,19 @@ TEST_F(LoggerTest, WithoutADirectoryThereAreNoFiles) {
   logger::init(logger::verbosityDebug, "", false, false);
   callEveryPrinter();
   EXPECT_EQ(console.find(".log"), std::string::npos) << console;
+  std::ofstream own(directory / "own.log", std::ios::binary);
+  logger::write(own, {"then", "nothing"});
+  EXPECT_EQ(fileContents(directory / "own.log"), "");
+}
+
+TEST_F(LoggerTest, LinesGoToTheSinkOrElseToStandardOutput) {
+  logger::init(logger::verbosityErrors, "", false, false);
+  testing::internal::CaptureStdout();
+  logger::error("for the sink", LOG_HERE);
+  logger::setConsoleSink({});
+  logger::error("for all", LOG_HERE);
+  EXPECT_EQ(withoutColours(testing::internal::GetCapturedStdout()), " ● for all\n");
+  EXPECT_EQ(withoutColours(console), " ● for the sink\n");
 }
 
 TEST_F(LoggerTest, ASecondInitIsRefusedAndChangesNothing) {

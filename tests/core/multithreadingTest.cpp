@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "core/threadStart.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -55,6 +56,20 @@ TEST_F(MultithreadingTest, PoolsAreOfTheAskedSizeAndServeAgain) {
   multithreading::createPools(6);
   EXPECT_EQ(auxiliaryPool, earlier) << "no new threads";
   EXPECT_EQ(processingPool, earlierProcessing);
+}
+
+TEST_F(MultithreadingTest, APoolThatGotTooFewThreadsIsCompletedWhenItServesAgain) {
+  static unsigned size = 8, asked = 0;
+  ThreadPool::setHardwareThreadsForTesting(++size);  // of no earlier pool, however often this test runs
+  asked = 0;
+  threadStart::setHookForTesting([](const char*) {
+    if (++asked == 3) throw std::runtime_error("no more threads");
+  });
+  multithreading::createPools(size);
+  threadStart::setHookForTesting(nullptr);
+  EXPECT_EQ(processingPool->size(), 2u);
+  multithreading::createPools(size);
+  EXPECT_EQ(processingPool->size(), size);
 }
 
 TEST_F(MultithreadingTest, WithoutAPoolTasksRunInline) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -210,6 +211,13 @@ TEST_F(SettingsTest, TheSingletonLivesFromCreateToRelease) {
   ASSERT_NE(record, nullptr);
   EXPECT_EQ(&settings::current(), record);
   for (const Row& row : kRows) EXPECT_TRUE(record->parseParam(row.parameter));
+  const auto counts = [record] {
+    return std::array<std::uint32_t, 5>{record->cookedSnapshotCount, record->colorSnapshotCount,
+                                        record->cookedTiffSnapshotCount, record->thermalTiffSnapshotCount,
+                                        record->tiffFrameDumpCount};
+  };
+  EXPECT_EQ(counts(), (std::array<std::uint32_t, 5>{1, 1, 1, 1, 1}));
+  record->spareText.set("spare");
   log.clear();
   settings::create(0, nullptr);
   EXPECT_EQ(log.lines(), std::vector<std::string>{" ● settings are already initialized"});
@@ -223,6 +231,7 @@ TEST_F(SettingsTest, TheSingletonLivesFromCreateToRelease) {
   settings::create(0, nullptr);
   EXPECT_EQ(settings::inst(), record);  // cycles need no more memory
   EXPECT_EQ(snapshot(*record), defaults());
+  EXPECT_EQ(counts(), (std::array<std::uint32_t, 5>{}));
 }
 
 TEST_F(SettingsTest, DebugLinesNameTheRecord) {
