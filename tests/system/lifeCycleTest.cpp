@@ -6,15 +6,20 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
+#include <vector>
 
 #include "core/Core.h"
+#include "core/deviceRegistry.h"
 #include "core/runtimeFlags.h"
 #include "core/settings.h"
 #include "platform/system.h"
+#include "presentation/overlays/overlayFonts.h"
 #include "support/SdkRig.h"
 #include "support/scratchFiles.h"
 #include "support/waitFor.h"
+#include "support/workingFolder.h"
 
 #if defined(__linux__)
 #include "acquisition/backends/v4l2/LinuxSystemCalls.h"
@@ -37,6 +42,11 @@ Clock::duration closingTime(SdkRig& rig) {
   rig.sdk.reset();
   EXPECT_FALSE(freeRunMode || workerRunningFlag);
   return Clock::now() - start;
+}
+
+bool fontsLoaded() {
+  FairLock lock(frameMutex);
+  return overlayFonts().text.loaded();
 }
 
 }  // namespace
@@ -78,6 +88,9 @@ TEST(LifeCycle, TheWorkerMayRunBeforeTheFirstCamera) {
   EXPECT_EQ(rig.log.count("Starting worker thread"), 1u);
   EXPECT_EQ(rig.log.count("Worker thread is already running"), 1u);
   EXPECT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  EXPECT_TRUE(fontsLoaded());
+  rig.sdk.reset();
+  EXPECT_FALSE(fontsLoaded());
 }
 
 TEST(LifeCycle, ACameraThatCannotBeOpenedSaysWhyAndHarmsNobody) {
@@ -152,13 +165,14 @@ TEST(LifeCycle, UnplugLeavesTheOtherCameraAlone) {
   rig.platform->pump(1, 1);
   ASSERT_TRUE(survivor.getColorFrame(nullptr, nullptr, kTimeoutMs));
   ASSERT_TRUE(victim.getColorFrame(nullptr, nullptr, kTimeoutMs));
+  freeRunMode = false;  // the victim's last frame waits
+  rig.platform->pump(1, 1);
   ASSERT_EQ(rig.platform->camera(1).apply("unplug"), "");
   ASSERT_TRUE(waitFor([&] {
     rig.platform->pump(1, 1);
     return SdkRig::acquisition(1).isLost();
   }));
-  while (victim.getColorFrame(nullptr, nullptr, 0)) {
-  }
+  freeRunMode = true;
   for (int i = 0; i < 8; ++i) {
     rig.platform->pump(0, 1);
     EXPECT_TRUE(survivor.getColorFrame(nullptr, nullptr, kTimeoutMs));
@@ -208,19 +222,29 @@ TEST(LifeCycle, DestructionFreesBlockedCallers) {
   SdkRig rig("marlow3,bramble6;scene=coded;step=on");
   Ombrix published(0), silent(1);
   ASSERT_EQ(rig.platform->pump(0, 1), 1u);
-  ASSERT_TRUE(published.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  Ombrix::metadata md;
+  ASSERT_TRUE(published.getRawFrame(nullptr, &md, kTimeoutMs));
   ASSERT_TRUE(published.getColorFrame(nullptr, nullptr, kTimeoutMs));
-  std::atomic<int> rawAnswer{-1}, colorAnswer{-1}, silentAnswer{-1};
-  std::thread a([&] { rawAnswer = published.getRawFrame(nullptr, nullptr, -1); });
+  constexpr int kRawCallers = 5;
+  std::atomic<int> rawAnswers{0}, colorAnswer{-1}, silentAnswer{-1};
+  std::vector<std::thread> a;
+  for (int i = 0; i < kRawCallers; ++i) {
+    a.emplace_back([&] {
+      Ombrix own(published);
+      Ombrix::metadata again;
+      rawAnswers += own.getRawFrame(nullptr, &again, -1) && again.frameNumber == 1;
+      EXPECT_EQ(again.framesSinceLastCall, 0u);
+    });
+  }
   std::thread b([&] { colorAnswer = Ombrix(published).getColorFrame(nullptr, nullptr, -1); });
   std::thread c([&] { silentAnswer = silent.getColorFrame(nullptr, nullptr, 3600000); });
-  ASSERT_TRUE(
-      waitFor([&] { return SdkRig::acquisition(0).users == 2 && SdkRig::acquisition(1).users == 1; }));
+  ASSERT_TRUE(waitFor(
+      [&] { return SdkRig::acquisition(0).users == kRawCallers + 1 && SdkRig::acquisition(1).users == 1; }));
   EXPECT_LT(closingTime(rig), kClosingBound);
-  a.join();
+  for (std::thread& caller : a) caller.join();
   b.join();
   c.join();
-  EXPECT_EQ(rawAnswer, 1) << "the last frame once more";
+  EXPECT_EQ(rawAnswers, kRawCallers) << "the last frame once more";
   EXPECT_EQ(colorAnswer, 1);
   EXPECT_EQ(silentAnswer, 0) << "there never was a frame";
 }
@@ -235,6 +259,29 @@ TEST(LifeCycle, NobodyEntersACameraThatIsBeingClosed) {
   EXPECT_TRUE(waitFor([] { return !workerRunningFlag; }));
   EXPECT_FALSE(camera.getRawFrame(nullptr, nullptr, -1)) << "not even the last frame";
   closer.join();
+}
+
+TEST(LifeCycle, ClosingWaitsForCallsInProgressButNotForEver) {
+  SdkRig rig("marlow3,bramble6;step=on");
+  const Ombrix first(0), second(1);
+  const std::unique_ptr<imageAcquisition> left(&SdkRig::acquisition(1));
+  auto ending = std::make_unique<registry::DeviceUser>(0, LOG_HERE);
+  const registry::DeviceUser staying(1, LOG_HERE);
+  std::thread closer([&rig] { rig.sdk.reset(); });
+  EXPECT_FALSE(waitFor([&] { return rig.log.contains("A call is still in progress"); }, 300ms));
+  ending.reset();
+  closer.join();
+  EXPECT_EQ(rig.log.count("A call is still in progress"), 1u);
+  EXPECT_TRUE(rig.log.contains("A call is still in progress on Bramble 6, leaving it"));
+  EXPECT_EQ(left->getErrorText(), "none") << "freed under its caller";
+}
+
+TEST(LifeCycle, ClosingRemovesWhatAViewerLeftBehind) {
+  WorkingFolder folder;
+  std::filesystem::create_directory("data");
+  for (const char* name : {"data/Tarn_Vale_Viewer.pid", "data/Tarn_Vale_Viewer.ppid"}) folder.file(name, "1");
+  SdkRig("marlow3;step=on").sdk.reset();
+  EXPECT_TRUE(std::filesystem::is_empty("data"));
 }
 
 TEST(LifeCycle, DestructionIsBoundedWhateverTheCameraDoes) {
@@ -336,6 +383,10 @@ TEST(LifeCycle, ARateLimitThinsTheFrames) {
   const auto start = Clock::now();
   for (int i = 0; i < 4; ++i) ASSERT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
   EXPECT_GT(Clock::now() - start, 550ms) << "four frames at five a second, the first of them perhaps at once";
+  camera.setProcessingFrameRate(100.0f);
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(camera.getRawFrame(nullptr, nullptr, kTimeoutMs));
+  camera.setProcessingFrameRate(1.0f);
+  EXPECT_TRUE(waitFor([&] { return !camera.getRawFrame(nullptr, nullptr, 200); })) << "one a second";
 }
 
 TEST(LifeCycle, TheShutterMovesOnTheModelsThatHaveOne) {

@@ -72,8 +72,10 @@ TEST_F(SavedPictures, DumpHoldsEveryFrameAndReplayGivesThemBack) {
     EXPECT_TRUE(colorComes(camera));
     EXPECT_EQ(std::filesystem::exists(kDump), !dumped.empty());
     rig.sdk->parseCoreParameter("tiffFrameDump");
+    rig.sdk->parseCoreParameter("colorSnapshot");
     for (int frame = 0; frame < 3; ++frame) dumped.push_back(next(rig, camera));
     EXPECT_FALSE(camera.getColorFrame(nullptr, nullptr, 50)) << "colour frames pause";
+    EXPECT_FALSE(rig.log.contains("Snapshot written: ")) << "and so do their pictures";
     camera.setFrameDump(false);
     next(rig, camera);
     EXPECT_TRUE(colorComes(camera));
