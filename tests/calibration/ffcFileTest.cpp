@@ -72,6 +72,13 @@ TEST(FfcFile, OddSizesLoadAsFarAsTheBytesReach) {
   EXPECT_TRUE(smaller.result);
   EXPECT_EQ(smaller.pixels()[3], 0x02040608u);
   EXPECT_EQ(smaller.frameCount, 0x0609);
+
+  // What follows the scalars is no part of them.
+  Loaded longer(goldenPath("calibration_3x2.ffc"), 3, 2);
+  const std::string more = golden + '\xFF';
+  EXPECT_TRUE(calibration::readFFC({reinterpret_cast<const std::uint8_t*>(more.data()), more.size()},
+                                   longer.table, longer.frameCount, longer.temperature));
+  EXPECT_EQ(longer.temperature, 25.5f);
 }
 
 TEST(FfcFile, RefusesWhatIsNoTable) {
@@ -153,17 +160,29 @@ TEST(FfcFile, MeanDividesEachPixelBeforeSummingInFloat) {
 }
 
 // Sums of two frames, 20 and 22 in the middle: 84 of 8 pixels is 10.5. Without the pixel at (1, 1), 64 of 6.
+// Defects beside the middle count for nothing, unless all of it is defective: 15000 of 24.
 TEST(FfcFile, TheLevelOfTheMiddleIsRounded) {
   image<unsigned int> table(4, 4);
   std::fill_n(table.data, table.pixelCount(), 1000u);
   table.data[5] = table.data[6] = 20;
   table.data[9] = table.data[10] = 22;
   EXPECT_EQ(calibration::levelOfTheMiddle(table, 2, {}), 11u);
-  const std::pair<int, int> defects[] = {{1, 1}, {0, 0}};
+  const std::pair<int, int> defects[] = {{1, 1}, {0, 1}, {3, 1}, {1, 0}, {1, 3}};
+  table.data[5] = 2000;
   EXPECT_EQ(calibration::levelOfTheMiddle(table, 2, defects), 11u);
   table.data[10] = 20;
   EXPECT_EQ(calibration::levelOfTheMiddle(table, 2, defects), 10u);
   EXPECT_EQ(calibration::levelOfTheMiddle(table, 0, {}), 0u);
+  table.data[0] = 4000;
+  const std::pair<int, int> middle[] = {{1, 1}, {2, 1}, {1, 2}, {2, 2}};
+  EXPECT_EQ(calibration::levelOfTheMiddle(table, 2, middle), 625u);
+
+  // The middle begins after a quarter: 25 pixels of 20, 11 of 80 in its first row and column.
+  image<unsigned int> larger(12, 12);
+  std::fill_n(larger.data, larger.pixelCount(), 1000u);
+  for (std::uint32_t y = 3; y < 9; ++y)
+    for (std::uint32_t x = 3; x < 9; ++x) larger.view().at(x, y) = x == 3 || y == 3 ? 80 : 20;
+  EXPECT_EQ(calibration::levelOfTheMiddle(larger, 1, {}), 38u);
 }
 
 }  // namespace

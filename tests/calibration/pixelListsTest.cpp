@@ -27,6 +27,8 @@ TEST(BadPixels, ReadsByRowsAndWritesBack) {
   const std::string copy = scratch.path("copy.dpc");
   EXPECT_TRUE(saveBadPixelsMap(list, 3, 2, copy));
   EXPECT_EQ(fileContents(copy), fileContents(goldenPath("calibration_3x2.dpc")));
+  EXPECT_TRUE(saveBadPixelsMap({{3, 0}, {0, 2}, {-1, 1}, {1, -1}}, 3, 2, copy));
+  EXPECT_EQ(fileContents(copy), std::string(6, '\0'));
   EXPECT_FALSE(saveBadPixelsMap(list, 3, 2, scratch.subfolder("folder")));
 }
 
@@ -99,8 +101,10 @@ TEST(ThermographicTable, StopsAtTheFirstValueThatIsNoLevel) {
       calibration::loadThermographicTable(entries, scratch.file("short", tableText(65535)), LOG_HERE));
   EXPECT_EQ(table[65534], 65534);
   EXPECT_EQ(table[65535], 0);
-  const std::string blanks(std::size_t{8} << 20, ' ');
-  EXPECT_FALSE(calibration::loadThermographicTable(entries, scratch.file("vast", blanks), LOG_HERE));
+  std::string text = tableText();
+  text.resize(std::size_t{4} << 20, ' ');
+  EXPECT_TRUE(calibration::loadThermographicTable(entries, scratch.file("large", text), LOG_HERE));
+  EXPECT_FALSE(calibration::loadThermographicTable(entries, scratch.file("vast", text + ' '), LOG_HERE));
 }
 
 }  // namespace

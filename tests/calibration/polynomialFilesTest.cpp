@@ -115,6 +115,7 @@ TEST(PolynomialFiles, LinesMatchToTheLetter) {
       {kFirst, "12,5 - 0.25*Tk", false, {{12.0f, 0, 0}, {',', '?'}}},
       {kFirst, "12.5 * 0.25*Tk", false, {{12.5f, 0, 0}, {'*', '?'}}},
       {kFirst, "12.5 \033 0.25*Tk", false, {{12.5f, 0, 0}, {'?', '?'}}},
+      {kFirst, "12.5 ~ 0.25*Tk", false, {{12.5f, 0, 0}, {'~', '?'}}},
       {kFirst, "12.5 - 0.25", false, {{12.5f, 0.25f, 0}, {'-', '?'}}},
       {kFirst, "12.5 - 0.25*tk", false, {{12.5f, 0.25f, 0}, {'-', '?'}}},
       {kFirst, "12.5 - 0.25 *Tk", false, {{12.5f, 0.25f, 0}, {'-', '?'}}},
@@ -176,8 +177,12 @@ TEST(PolynomialFiles, NothingChangesWithoutAProperFile) {
     EXPECT_EQ(table[0].g0, kUntouched) << path;
     EXPECT_TRUE(log.contains("Error while opening file '" + path + "'")) << log.text();
   }
+  std::string large = fileContents(goldenPath("calibration_3x2_first_order.txt"));
+  large.resize(4096 + 6 * 256, '\n');
+  Table loaded = untouched();
+  EXPECT_TRUE(loadPFFCP1GainData(loaded.data(), 3, 2, scratch.file("large", large)));
   for (const std::string& path :
-       {scratch.path("missing"), scratch.path("folder"), scratch.file("vast", std::string(20000, '\n'))}) {
+       {scratch.path("missing"), scratch.path("folder"), scratch.file("vast", large + '\n')}) {
     const LogCapture log;
     Table table = untouched();
     EXPECT_FALSE(loadPFFCP1GainData(table.data(), 3, 2, path)) << path;
@@ -199,11 +204,13 @@ TEST(PolynomialFiles, MetadataIsTwoNumbersAndAWord) {
                            "280,5 330 g", "280 330 g\033[0m"}) {
     EXPECT_FALSE(loadPFFCMetadata(low, high, formula, scratch.file("bad", text))) << text;
   }
-  EXPECT_FALSE(loadPFFCMetadata(low, high, formula, scratch.file("bad", "1 2 " + std::string(5000, 'g'))));
+  EXPECT_FALSE(loadPFFCMetadata(low, high, formula, scratch.file("bad", "1 2 " + std::string(256, 'g'))));
   EXPECT_FALSE(loadPFFCMetadata(low, high, formula, scratch.path("missing")));
+  EXPECT_FALSE(loadPFFCMetadata(low, high, formula, "")) << "no file was asked for, none is missed";
   EXPECT_EQ(log.count("Error while opening file '"), 11u) << log.text();
   EXPECT_EQ(formula, "before");
   EXPECT_EQ(low, 1.0f);
+  EXPECT_TRUE(loadPFFCMetadata(low, high, formula, scratch.file("long", "1 2 " + std::string(255, '~'))));
 
   const std::string path =
       scratch.file("good.pffc", "283.15\t318.4 g=g0+g1*Tk+g2*log(Tk)_o=o0+o1*Tk+o2*log(Tk)\nrest");

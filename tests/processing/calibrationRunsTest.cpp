@@ -92,10 +92,12 @@ TEST(CalibrationRules, OnlyWarmingByAWholeDegreeTriggers) {
     float sensorC, lastTriggerC;
     bool due;
   } cases[] = {
-      {25.3f, -273.15f, true}, {25.9f, 25.3f, false},   {26.1f, 25.3f, true},      {24.0f, 25.3f, false},
-      {-3.5f, -273.15f, true}, {-3.5f, -3.5f, false},   {-3.1f, -3.5f, false},     {-2.9f, -3.5f, true},
-      {-0.4f, -0.9f, false},   {0.2f, -0.4f, true},     {-9.0f, -3.5f, false},     {kNan, -273.15f, false},
-      {kInf, -273.15f, false}, {-300.f, -400.f, false}, {-40.0f, -273.15f, false},
+      {25.3f, -273.15f, true},   {25.9f, 25.3f, false},     {26.1f, 25.3f, true},
+      {24.0f, 25.3f, false},     {-3.5f, -273.15f, true},   {-3.5f, -3.5f, false},
+      {-3.1f, -3.5f, false},     {-2.9f, -3.5f, true},      {-0.4f, -0.9f, false},
+      {0.2f, -0.4f, true},       {-9.0f, -3.5f, false},     {kNan, -273.15f, false},
+      {kInf, -273.15f, false},   {-273.65f, -400.f, false}, {-40.0f, -273.15f, false},
+      {-273.15f, -400.f, false},
   };
   for (const auto& c : cases) {
     calibration::TriggerView view{c.sensorC + 273.15f, 233.15f, c.lastTriggerC, true, true, false};
@@ -113,7 +115,7 @@ TEST(CalibrationRules, OnlyWarmingByAWholeDegreeTriggers) {
 TEST(CalibrationRules, WeightsAndSums) {
   const struct {
     float temperature, low, high, weight;
-  } cases[] = {{25, 20, 30, 0.5f}, {19, 20, 30, 0.0f},  {31, 20, 30, 1.0f}, {25, 25, 25, 0.0f},
+  } cases[] = {{25, 20, 30, 0.5f}, {19, 20, 30, 0.0f},  {31, 20, 30, 1.0f}, {26, 25, 25, 0.0f},
                {25, 30, 20, 0.0f}, {NAN, 20, 30, 0.0f}, {25, 20, NAN, 0.0f}};
   for (const auto& c : cases)
     EXPECT_EQ(calibration::flatFieldWeight(c.temperature, c.low, c.high), c.weight) << c.temperature;
@@ -222,6 +224,7 @@ TEST_F(CalibrationRuns, ASecondRequestRestartsTheCount) {
   EXPECT_EQ(data.manual.frames, 2);
   EXPECT_EQ(data.manual.sums.data[0], 400u);
   EXPECT_EQ(slot0(), oldTable);
+  EXPECT_TRUE(fs::exists("set/ffc/Toy_7_025.ffc")) << "the temperature of its own frames";
 }
 
 TEST_F(CalibrationRuns, AWaiterLeavesWithItsRunWhateverHasBegunSince) {
@@ -236,7 +239,11 @@ TEST_F(CalibrationRuns, AWaiterLeavesWithItsRunWhateverHasBegunSince) {
 TEST_F(CalibrationRuns, TheAutomaticCalibrationFilesWhatItSummed) {
   data.calibration.autoFFC = true;
   data.calibration.saveCalibrationAt50 = true;
+  data.calibration.ffcFramesToTake = 0;
+  feed(100);
+  EXPECT_FALSE(data.flatField.shutterlessCorrection) << "none are none";
   data.calibration.ffcFramesToTake = 2;
+  data.calibration.ffcFramesTaken = 1;  // of a run that was left
   feed(0, false);
   EXPECT_FALSE(data.calibration.ffcCalibrating);
   feed(100);
@@ -252,6 +259,11 @@ TEST_F(CalibrationRuns, TheAutomaticCalibrationFilesWhatItSummed) {
   feedTimes(4, 100);  // still 25.3: no further run
   EXPECT_FALSE(data.calibration.ffcCalibrating);
   EXPECT_EQ(slot0()[0], 201u);
+  EXPECT_EQ(data.calibration.ffcFramesTaken, 0);
+  data.calibration.ffcFramesToTake = 1;
+  camera.device.sensorTemperatureK = 300.0f;
+  feed(100);
+  EXPECT_EQ(slot0()[0], 100u) << "a single frame will do";
 }
 
 TEST_F(CalibrationRuns, AShutterRunCancelsTheAutomaticCalibration) {
@@ -272,6 +284,16 @@ TEST_F(CalibrationRuns, AShutterRunCancelsTheAutomaticCalibration) {
   EXPECT_EQ(data.manual.frames, 2);
   EXPECT_EQ(slot0(), oldTable);
   EXPECT_FALSE(fs::exists("data"));
+  // One that was asked for by hand had put nothing aside.
+  data.calibration.ffcCalibrating = true;
+  data.flatField.shutterlessCorrection = false;
+  feed(200);
+  EXPECT_FALSE(data.kept.borrowed) << "it is under way";
+  data.calibration.ffcLowTemperature = 30.0f;
+  camera.requestShutterRun(1);
+  feed(200);
+  EXPECT_FALSE(data.calibration.ffcCalibrating || data.flatField.shutterlessCorrection);
+  EXPECT_EQ(data.calibration.ffcLowTemperature, 30.0f);
 }
 
 TEST_F(CalibrationRuns, AShutterRunGivenUpBeforeItBeganLeavesTheAutomaticCalibrationAlone) {

@@ -132,6 +132,12 @@ TEST_F(CorrectionStages, UnusableTablesAreSkipped) {
       {"size", 1, [this] { tables.slot1High.allocate(4, 4); }},
       {"same count, other shape", 1, [this] { tables.slot1Low.allocate(3, 4); }},
       {"map", 2, [this] { tables.polynomialOffset.release(); }},
+      {"shown", 1,
+       [this] {
+         settings::inst()->parseParam("displayFFCData");
+         data.calibration.ffcFramesToTake = 0;
+       }},
+      {"shown map", 2, [this] { tables.polynomialGain.release(); }},
   };
   for (const Case& c : cases) {
     open(4, 3);
@@ -146,7 +152,7 @@ TEST_F(CorrectionStages, WeightsAndPairTargetsFollowTheTables) {
   flatField.ffcMode = 0;
   const float nan = std::numeric_limits<float>::quiet_NaN();
   for (const auto& [weight, expected] :
-       {std::pair{0.0f, 8564}, {1.0f, 7564}, {7.0f, 7564}, {-3.0f, 8564}, {nan, 8564}}) {
+       {std::pair{0.0f, 8564}, {1.0f, 7564}, {7.0f, 7564}, {-0.5f, 8564}, {nan, 8564}}) {
     flatField.ffcWeight = weight;
     EXPECT_EQ(after(applyFlatField, kRaw), expected) << weight;
   }
@@ -257,9 +263,10 @@ TEST_F(CorrectionStages, TheTemperatureWordIsRepairedWithTheDefects) {
     open(width, 2);
     data.defects.defectivePixelsCorrection = true;
     data.defects.list.assign(65535, {0, 0});
+    data.defects.list[65533] = {2, 0};  // the last with room behind it
     const auto passOver = [this, width] {
       fill(data.rawImage, std::uint16_t{500});
-      data.rawImage.data[0] = 9;
+      data.rawImage.data[0] = data.rawImage.data[2] = 9;
       data.rawImage.data[width * 2 - 1] = 60000;
       FairLock lock(frameMutex);
       FrameContext frame(camera);
@@ -272,6 +279,7 @@ TEST_F(CorrectionStages, TheTemperatureWordIsRepairedWithTheDefects) {
     EXPECT_EQ(passOver(), width == 319 ? 60000 : 500);
     EXPECT_EQ(passOver(), width == 319 ? 60000 : 500);
     EXPECT_EQ(data.rawImage.data[0], 500);
+    EXPECT_EQ(data.rawImage.data[2], 500);
     EXPECT_EQ(data.defects.list.size(), 65535u);
     EXPECT_EQ(data.defects.list.back(), (std::pair{0, 0}));
   }

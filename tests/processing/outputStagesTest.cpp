@@ -56,8 +56,8 @@ TEST_F(OutputStages, RotationReplacesTheWorkingImage) {
   for (const float angle : {0.0f, 360.0f, -360.0f, nan, std::numeric_limits<float>::infinity()}) {
     output.rotationDegrees = angle;
     EXPECT_EQ(feed(), ramp) << angle;
+    EXPECT_EQ(data.rotatedImage.empty(), std::abs(angle) != 360.0f) << "nothing is turned by " << angle;
   }
-  EXPECT_TRUE(data.rotatedImage.empty());
   output.rotationDegrees = 180.0f;
   ASSERT_TRUE(settings::inst()->parseParam("fineRotation"));
   EXPECT_EQ(feed(), ramp);  // turned by the viewer
@@ -91,8 +91,16 @@ TEST_F(OutputStages, BothZoomsAndTheSplitPicture) {
   output.secondZoomFactor = nan;
   EXPECT_EQ(feed(), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
   EXPECT_EQ(pixels(data.splitImage), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
-  output.zoomFactor = 0.4f;
-  EXPECT_EQ(feed(), ramp);
+  for (const float none : {0.4f, nan}) {
+    output.zoomFactor = none;
+    EXPECT_EQ(feed(), ramp) << none;
+  }
+  settings::inst()->digitalZoom = false;
+  output.zoomFactor = 2.0f;
+  feed();
+  EXPECT_EQ(pixels(data.splitImage), (Levels{100, 100, 200, 200, 1100, 1100, 1200, 1200}));
+  output.zoomFactor = 0.5f;
+  EXPECT_NE(feed(), ramp) << "smaller";
 }
 
 TEST_F(OutputStages, CalibrationsSuspendTheSpatialFilter) {

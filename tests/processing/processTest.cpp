@@ -204,11 +204,14 @@ TEST_F(Process, MappingModes) {
     mapping.mappingLow = c.low;
     mapping.mappingHigh = c.high;
     mapping.colorCounts.assign(kLevels, 77);
+    mapping.shownLow = mapping.shownHigh = 77;
     ASSERT_TRUE(feed(levels, ++number));
     Levels both = c.expected;
     both.insert(both.end(), c.expected.begin(), c.expected.end());
     EXPECT_EQ(output(), both) << "mode " << c.mode << " from " << c.low;
     EXPECT_EQ(mapping.colorCounts[20000], c.counted ? 0u : 77u);
+    EXPECT_EQ(mapping.shownLow, !c.counted ? 77 : c.mode == 2 ? c.low : 0) << c.mode;
+    EXPECT_EQ(mapping.shownHigh, !c.counted ? 77 : c.mode == 2 ? c.high : 65535) << c.mode;
     const std::uint32_t before = c.expected[0] == 65535 ? 0u : c.expected[1] == 0 ? 4u : 2u;
     EXPECT_EQ(mapping.valueTable()[20000], c.counted ? before : 77u);
   }
@@ -244,7 +247,13 @@ TEST_F(Process, GapsAreReportedWithinADump) {
     EXPECT_EQ(log.count("Missed frame"), f.message ? 1u : 0u) << f.number;
     EXPECT_TRUE(f.message == nullptr || log.contains(f.message)) << f.number;
     EXPECT_EQ(camera.processing.lastProcessedFrame, f.number);
+    EXPECT_EQ(camera.processing.dump.writerState, FrameDump::writerIdle) << "written before the frame is out";
   }
+  EXPECT_EQ(camera.processing.dump.tiffDumpIndex, 7u);
+  camera.processing.allocate(4, 2);  // another stream
+  log.clear();
+  ASSERT_TRUE(feed({1, 2}, 70));
+  EXPECT_EQ(log.count("Missed frame"), 0u) << log.text();
 }
 
 TEST_F(Process, ShowsTheRawRangeOfTheRepairedFrameWhenAsked) {

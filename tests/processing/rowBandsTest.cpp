@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/multithreading.h"
+#include "core/settings.h"
 #include "processing/runBands.h"
 
 namespace {
@@ -39,7 +40,11 @@ TEST(RowBands, CorrectionStagesRoundTheBandUp) {
 TEST(RunBands, UnitsAreLimitedAndSmallPicturesStayWhole) {
   for (const auto& [units, tasks] : {std::pair{-5, 1u}, {0, 1u}, {1, 1u}, {7, 7u}, {100'000, 1024u}})
     EXPECT_EQ(bandTaskCount(units), tasks) << units;
+  settings::create(0, nullptr);
+  settings::inst()->parseParam("processingUnits=3");
   EXPECT_EQ(bandTaskCountOf(499'999), 1u);
+  EXPECT_EQ(bandTaskCountOf(500'000), 3u);
+  settings::release();
 }
 
 TEST(RunBands, TheCallerTakesTheBandsThatNoWorkerIsFreeFor) {

@@ -74,10 +74,10 @@ TEST_F(TableRefresh, TablesFollowTheSensor) {
     float low, high;
     int expected;  // kRaw - the level at the sensor's temperature + the pair's target, (low + high) / 2
   } cases[] = {
-      {22.5f, 20, 30, 5100}, {12.0f, 10, 20, 5060},  // below the pair: the next one
-      {-5.0f, 10, 20, 5100}, {20.2f, 10, 20, 4900},  // beyond it by less than the hysteresis
-      {25.0f, 20, 30, 5000}, {-273.65f, 20, 30, 5000},
-      {NAN, 20, 30, 5000},  // no temperature: nothing changes
+      {22.5f, 20, 30, 5100},    {12.0f, 10, 20, 5060},  // below the pair: the next one
+      {-5.0f, 10, 20, 5100},    {20.2f, 10, 20, 4900},  // beyond it by less than the hysteresis
+      {25.0f, 20, 30, 5000},    {-273.65f, 20, 30, 5000},
+      {-273.15f, 20, 30, 5000}, {NAN, 20, 30, 5000},  // no temperature: nothing changes
       {90.0f, 20, 30, 4800},
   };
   for (const auto& c : cases) {
@@ -144,6 +144,7 @@ TEST_F(TableRefresh, ASensorColderThanAnAutomaticCalibrationGetsTheTablesOfItsTe
   for (int i = 0; i < 8; ++i) frame(28.0f);
   data.calibration.autoFFC = false;
   EXPECT_EQ(data.calibration.ffcLowTemperature, 28.0f);
+  EXPECT_TRUE(fs::exists("data/Toy_7_28.ffc"));
   EXPECT_EQ(frame(28.0f)[0], 4800) << "the frames of the calibration are flat at the pair's target";
   EXPECT_EQ(frame(27.8f)[0], 4800) << "within the hysteresis";
   EXPECT_NEAR(frame(22.5f)[0], 5100, 1);         // 5000 - 4300 + 4400
