@@ -67,7 +67,7 @@ TEST(ThermographicTable, LoadsWhatItSavedAndExtraLines) {
   EXPECT_TRUE(log.contains("File '" + path + "' loaded"));
 
   EXPECT_TRUE(calibration::saveThermographicTable(entries, scratch.path("copy.tco")));
-  EXPECT_EQ(fileContents(scratch.path("copy.tco")), tableText());
+  EXPECT_TRUE(fileContents(scratch.path("copy.tco")) == tableText());  // a difference is too long to show
 
   EXPECT_FALSE(calibration::loadThermographicTable(entries, scratch.path("none.tco"), LOG_HERE));
   EXPECT_FALSE(calibration::loadThermographicTable(entries, scratch.subfolder("folder"), LOG_HERE));
