@@ -293,6 +293,15 @@ TEST_F(Stripes, NothingIsTakenThatTheTableTakes) {
   EXPECT_GT(largestChange(), 20) << "not with the table switched off";
 }
 
+// A row that stands out beside a thing in the middle, but not on it.
+TEST_F(Stripes, WhatMostOfARowSaysCounts) {
+  open(640, 20);
+  destriping.columnDestripingPasses = 0;
+  draw([](int x, int y) { return kLevel + (y == 10 && x / 80 != 3 && x / 80 != 4 ? 8.0f : 0.0f); });
+  feed(1);
+  EXPECT_GE(before[6400] - picture.data[6400], 4);
+}
+
 TEST_F(Stripes, RowsFollowTheirPasses) {
   open(40, 20);
   destriping.columnDestripingPasses = 0;
