@@ -248,9 +248,14 @@ TEST_F(CorrectionStages, TheManualTableIsGated) {
   flatField.shutterlessCorrection = false;  // a switch of other stages
   EXPECT_EQ(after(applyManualFlatField, kRaw), 7064);
   const std::function<void()> changes[] = {[this] { flatField.flatFieldCorrection = false; },
-                                           [&] { manual.frames = 0; }, [&] { manual.sums.release(); },
+                                           [&] { manual.frames = 0; },
+                                           [&] { manual.sums.release(); },
                                            [&] { manual.sums.allocate(4, 4); },
-                                           [&] { manual.sums.allocate(3, 4); }};
+                                           [&] { manual.sums.allocate(3, 4); },
+                                           [&] {
+                                             data.allocate(4, 3);  // another stream
+                                             fill(manual.sums, 8000u * 8);
+                                           }};
   for (const auto& change : changes) {
     reset();
     change();
