@@ -192,6 +192,8 @@ TEST(FrameDelivery, ACycleProcessesItsFramesTogetherAndWaitsForTheSlowest) {
   SdkRig::acquisition(1).viewerOutput = std::move(output);
   freeRunMode = false;
   for (const std::size_t device : {0u, 1u}) rig.platform->pump(device, 1);
+  EXPECT_TRUE(
+      waitFor([&] { return SdkRig::acquisition(0).hasImage() && SdkRig::acquisition(1).hasImage(); }));
   freeRunMode = true;
   EXPECT_TRUE(waitFor([&] { return quickScreen.showing > 0 && screen.showing > 0; }, 10s));
   quickReleased = true;
