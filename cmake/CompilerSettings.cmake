@@ -43,8 +43,8 @@ if(OMBRIX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${OMBRIX_CCACHE})
 endif()
 
-# ombrix_precompile(TARGET HEADER...): large headers of others that most files of a program take. A compiler cache
-# does as well, and sees no further than a precompiled header.
+# ombrix_precompile(TARGET HEADER...): large headers of others that most files of a program take. Not where there is
+# a compiler cache: it saves more, and cannot see into a precompiled header.
 function(ombrix_precompile target)
   if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
     target_precompile_headers(${target} PRIVATE ${ARGN})
